@@ -1,0 +1,44 @@
+// Entropy coding: baseline Huffman codes (ITU T.81 F.1.2) with the fixed tables of Annex K.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "encoder/encoder_context.h"
+#include "frame/stream_format.h"
+
+namespace tkmjpg {
+
+// HuffmanCodeTable: (code << 8) | length, by size (DC) or (run << 4) | size (AC); 0 where Annex K
+// defines no code.
+using HuffmanCodeTable = std::array<uint32_t, 256>;
+
+template <int N>
+constexpr HuffmanCodeTable MakeCodeTable(const HuffmanSpec<N>& huffman) {
+  HuffmanCodeTable table{};
+  ForEachHuffmanCode(huffman, [&](uint32_t code, uint32_t length, uint8_t value) {
+    table[value] = code << 8 | length;
+  });
+  return table;
+}
+
+inline constexpr HuffmanCodeTable kDcLumaCodes = MakeCodeTable(kDcLumaSpec);
+inline constexpr HuffmanCodeTable kDcChromaCodes = MakeCodeTable(kDcChromaSpec);
+inline constexpr HuffmanCodeTable kAcLumaCodes = MakeCodeTable(kAcLumaSpec);
+inline constexpr HuffmanCodeTable kAcChromaCodes = MakeCodeTable(kAcChromaSpec);
+
+// Codes one block of 64 coefficients in zig-zag order behind what `output` holds. dc_prediction is
+// the component's previous DC value; keeping it is the caller's work.
+void EncodeBlock(EntropyOutput& output, const int16_t* block, int32_t dc_prediction,
+                 const HuffmanCodeTable& dc_codes, const HuffmanCodeTable& ac_codes);
+
+// Codes one band of eight lines, from the first pixel of each of `rows`: converts, transforms and
+// codes MCU by MCU, with restart markers where the interval calls for them.
+using McuRowEncoder = void (*)(EncoderContext& context, const std::array<const uint8_t*, 8>& rows);
+
+void EncodeMcuRow(EncoderContext& context, const std::array<const uint8_t*, 8>& rows);
+
+// Ends an interval: completes the byte, writes RSTn and clears the predictors and counters.
+void WriteRestart(EncoderContext& context);
+
+}  // namespace tkmjpg
