@@ -1,0 +1,28 @@
+#include "driver/stored_settings.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "frame/options.h"
+#include "platform/host_services.h"
+
+namespace tkmjpg {
+
+StoredSettings ReadStoredSettings() {
+  return {.options = GetProfileIntA(kProfileSection, kOptionsKey, kDefaultOptions),
+          .quality = GetProfileIntA(kProfileSection, kQualityKey, kDefaultQuality)};
+}
+
+void WriteStoredSettings(const StoredSettings& settings) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(settings.options));
+  WriteProfileStringA(kProfileSection, kOptionsKey, text);
+  std::snprintf(text, sizeof text, "%i", static_cast<int>(settings.quality));
+  WriteProfileStringA(kProfileSection, kQualityKey, text);
+}
+
+int StoredDefaultQuality() {
+  return static_cast<int>(std::clamp<uint32_t>(ReadStoredSettings().quality, 1, 100));
+}
+
+}  // namespace tkmjpg

@@ -1,0 +1,15 @@
+// The host's answer to messages that no driver takes.
+#pragma once
+
+#include "tkmjpg_messages.h"
+
+namespace tkmjpg {
+
+using HDRVR = void*;
+using HINSTANCE = void*;
+
+inline LRESULT DefDriverProc(DWORD_PTR /*id*/, HDRVR, UINT /*message*/, LPARAM, LPARAM) {
+  return 0;
+}
+
+}  // namespace tkmjpg

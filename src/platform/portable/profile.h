@@ -1,0 +1,18 @@
+// The profile where the system has none: $XDG_CONFIG_HOME/tkmjpg/profile.ini, else
+// ~/.config/tkmjpg/profile.ini. "[SECTION]" lines, "KEY=VALUE" lines, comments behind ";" or "#".
+// Sections and keys are compared without regard to case, as the system's are.
+#pragma once
+
+#include "tkmjpg_messages.h"
+
+namespace tkmjpg {
+
+// Decimal, or hexadecimal behind "0x", either with a "-"; counted modulo 2^32, up to the first
+// character that is no digit. Text that is no number is 0. A missing or empty value is `otherwise`.
+UINT GetProfileIntA(const char* section, const char* key, int otherwise);
+
+// Non-zero when stored. Everything else in the file stays as it was, and a reader sees either the
+// old file or the new one.
+int WriteProfileStringA(const char* section, const char* key, const char* text);
+
+}  // namespace tkmjpg
