@@ -1,0 +1,74 @@
+// tkmjpg: the command. One file a subcommand; this one lists them and turns errors into exit codes.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "cpu/cpu_rung.h"
+#include "tools/tkmjpg/compare_command.h"
+#include "tools/tkmjpg/configure_command.h"
+#include "tools/tkmjpg/decode_command.h"
+#include "tools/tkmjpg/doctor_command.h"
+#include "tools/tkmjpg/encode_command.h"
+#include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/info_command.h"
+#include "tools/tkmjpg/md5_command.h"
+#include "tools/tkmjpg/repair_command.h"
+#include "tools/tkmjpg/testcard_command.h"
+
+namespace tkmjpg::tool {
+namespace {
+
+constexpr int kBadInput = 1;
+constexpr int kBadUsage = 2;
+
+void ForceCpu(const std::string& name) {
+  const auto rung = CpuRungByName(name);
+  if (!rung) throw UsageError("--cpu: '" + name + "' is none of plain, avx2, avx512");
+  if (!ForceCpuRung(*rung)) throw UsageError("--cpu: this processor or build has no " + name);
+}
+
+void AddGlobalOptions(CLI::App& app) {
+  app.require_subcommand(1);
+  app.fallthrough();
+  app.set_version_flag("--version", "tkmjpg " TKMJPG_VERSION);
+  app.add_option_function<std::string>(
+         "--cpu", ForceCpu, "use the instructions of plain, avx2 or avx512 and none above")
+      ->type_name("RUNG");
+}
+
+int Report(const std::exception& error, int exit_code) {
+  std::fprintf(stderr, "tkmjpg: %s\n", error.what());
+  return exit_code;
+}
+
+int Run(int argc, char** argv) {
+  CLI::App app{"Motion-JPEG: raw video in and out, exact and fast.", "tkmjpg"};
+  AddGlobalOptions(app);
+  AddEncodeCommand(app);
+  AddDecodeCommand(app);
+  AddCompareCommand(app);
+  AddInfoCommand(app);
+  AddMd5Command(app);
+  AddRepairCommand(app);
+  AddTestcardCommand(app);
+  AddConfigureCommand(app);
+  AddDoctorCommand(app);
+  try {
+    app.parse(argc, argv);
+    return 0;
+  } catch (const CLI::Success& success) {
+    return app.exit(success);
+  } catch (const CLI::ParseError& error) {
+    return Report(error, kBadUsage);
+  } catch (const UsageError& error) {
+    return Report(error, kBadUsage);
+  } catch (const std::exception& error) {
+    return Report(error, kBadInput);
+  }
+}
+
+}  // namespace
+}  // namespace tkmjpg::tool
+
+int main(int argc, char** argv) { return tkmjpg::tool::Run(argc, argv); }

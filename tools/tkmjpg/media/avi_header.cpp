@@ -1,0 +1,120 @@
+#include "tools/tkmjpg/media/avi_header.h"
+
+#include <algorithm>
+#include <cctype>
+#include <numeric>
+
+#include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/media/avi_parser.h"
+
+namespace tkmjpg::tool {
+namespace {
+
+constexpr uint32_t kMaxSide = 65535;  // of an image, by its SOF0
+
+std::string FourccAt(std::span<const uint8_t> bytes, size_t offset) {
+  return {bytes.begin() + offset, bytes.begin() + offset + 4};
+}
+
+bool IsMotionJpeg(const std::string& fourcc) {
+  std::string upper = fourcc;
+  for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return upper == "MJPG" || fourcc == "dmb1" || fourcc == "dmb2";
+}
+
+// Height counts down in bitmaps that are stored top-down.
+uint32_t Magnitude(uint32_t side) { return side > INT32_MAX ? 0U - side : side; }
+
+Rational Reduced(int64_t num, int64_t den) {
+  const int64_t divisor = std::gcd(num, den);
+  return divisor == 0 ? Rational{0, 0} : Rational{num / divisor, den / divisor};
+}
+
+std::string Printable(const std::string& fourcc) {
+  std::string text = fourcc;
+  for (char& c : text) {
+    if (c < 0x20 || c > 0x7E) c = '?';
+  }
+  return text;
+}
+
+}  // namespace
+
+void AviHeaders::Take(const ByteSource& source, const std::string& id, uint64_t offset,
+                      uint32_t size) {
+  std::array<uint8_t, 72> room{};  // fields behind a short chunk read as 0
+  source.Read(offset, {room.data(), std::min<size_t>(size, room.size())});
+  if (id == "avih") {
+    frame_microseconds_ = Little32(&room[0]);
+    width_ = Little32(&room[32]);
+    height_ = Little32(&room[36]);
+  } else if (id == "strh") {
+    TakeStreamHeader(room);
+  } else if (id == "strf" && !streams_.empty()) {
+    TakeFormat(streams_.back(), room);
+  } else if (id == "vprp" && !streams_.empty()) {
+    streams_.back().frame_aspect = Little32(&room[20]);
+    streams_.back().fields = Little32(&room[32]);
+    streams_.back().first_line = Little32(&room[64]);
+  }
+}
+
+void AviHeaders::TakeStreamHeader(std::span<const uint8_t> bytes) {
+  Stream stream;
+  stream.type = FourccAt(bytes, 0);
+  stream.handler = FourccAt(bytes, 4);
+  stream.scale = Little32(&bytes[20]);
+  stream.rate = Little32(&bytes[24]);
+  streams_.push_back(stream);
+}
+
+void AviHeaders::TakeFormat(Stream& stream, std::span<const uint8_t> bytes) const {
+  if (stream.type != "vids") return;
+  stream.width = Magnitude(Little32(&bytes[4]));
+  stream.height = Magnitude(Little32(&bytes[8]));
+  stream.compression = FourccAt(bytes, 16);
+}
+
+void AviHeaders::ChooseStream(AviFile& file) const {
+  std::string other;
+  for (size_t i = 0; i < streams_.size() && i <= 0xFF; ++i) {
+    const Stream& stream = streams_[i];
+    if (stream.type != "vids") continue;
+    const bool by_format = IsMotionJpeg(stream.compression);
+    if (by_format || IsMotionJpeg(stream.handler)) {
+      file.stream = static_cast<int>(i);
+      file.fourcc = by_format ? stream.compression : stream.handler;
+      file.format = FormatOf(stream);
+      return;
+    }
+    if (other.empty()) other = stream.compression.empty() ? stream.handler : stream.compression;
+  }
+  if (other.empty()) throw InputError("no video stream");
+  throw InputError("video is '" + Printable(other) + "'; only Motion-JPEG can be read");
+}
+
+VideoFormat AviHeaders::FormatOf(const Stream& stream) const {
+  VideoFormat format;
+  const bool own = stream.width != 0 && stream.height != 0;
+  const uint32_t width = own ? stream.width : width_;
+  const uint32_t height = own ? stream.height : height_;
+  if (width <= kMaxSide && height <= kMaxSide) {
+    format.width = static_cast<int>(width);
+    format.height = static_cast<int>(height);
+  }
+  if (stream.scale != 0 && stream.rate != 0) {
+    format.rate = Reduced(stream.rate, stream.scale);
+  } else if (frame_microseconds_ != 0) {
+    format.rate = Reduced(1000000, frame_microseconds_);
+  }
+  if (stream.fields == 2) {
+    format.field_order = stream.first_line == 0 ? FieldOrder::kTopFirst : FieldOrder::kBottomFirst;
+  }
+  const int64_t x = stream.frame_aspect >> 16, y = stream.frame_aspect & 0xFFFF;
+  if (x != 0 && y != 0 && format.width != 0 && format.height != 0) {
+    format.pixel_aspect = Reduced(x * format.height, y * format.width);
+  }
+  return format;
+}
+
+}  // namespace tkmjpg::tool

@@ -1,0 +1,24 @@
+// Raw frames in, by the name of the input.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tools/tkmjpg/media/media.h"
+
+namespace tkmjpg::tool {
+
+struct InputOptions {
+  std::string size;                       // "720x576"; makes the input raw frames
+  std::string rate;                       // frames a second of raw frames and PNG
+  std::string layout;                     // of raw frames
+  std::optional<FieldOrder> field_order;  // in place of what the input says
+  bool alpha = false;                     // keep the alpha plane: frames are BGRA
+};
+
+// testcard:WxH@RATE[:FRAMES], NAME.png or NAME_%04d.png, raw frames if a size is given, else Y4M
+// from a file or, as "-", from standard input.
+std::unique_ptr<FrameReader> OpenFrameReader(const std::string& name, const InputOptions& options);
+
+}  // namespace tkmjpg::tool

@@ -1,0 +1,94 @@
+#include "tools/tkmjpg/media/output_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "tools/tkmjpg/error.h"
+
+namespace tkmjpg::tool {
+namespace {
+
+constexpr size_t kGather = 256 * 1024;  // smaller writes are gathered up to this
+
+}  // namespace
+
+OutputFile::OutputFile(const std::string& path, Overwrite overwrite) : name_(path) {
+  waiting_.reserve(kGather);
+  struct stat status {};
+  if (path == "-") {
+    name_ = "standard output";
+    descriptor_ = dup(STDOUT_FILENO);
+  } else if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    descriptor_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  } else {
+    OpenTemporary(overwrite);
+  }
+  if (descriptor_ < 0) Fail();
+}
+
+void OutputFile::OpenTemporary(Overwrite overwrite) {
+  if (overwrite == Overwrite::kRefuse && access(name_.c_str(), F_OK) == 0) {
+    throw UsageError(name_ + ": exists; --force replaces it");
+  }
+  temporary_ = name_ + "." + std::to_string(getpid()) + ".part";
+  descriptor_ = open(temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (descriptor_ < 0) temporary_.clear();
+}
+
+OutputFile::~OutputFile() {
+  if (descriptor_ >= 0) close(descriptor_);
+  if (!temporary_.empty()) unlink(temporary_.c_str());
+}
+
+void OutputFile::Fail() const { throw InputError(name_ + ": " + std::strerror(errno)); }
+
+void OutputFile::Write(std::span<const uint8_t> bytes) {
+  if (waiting_.size() + bytes.size() > kGather) Flush();
+  if (bytes.size() > kGather) {
+    Store(bytes);
+  } else {
+    waiting_.insert(waiting_.end(), bytes.begin(), bytes.end());
+  }
+  size_ += bytes.size();
+}
+
+void OutputFile::Patch(uint64_t offset, std::span<const uint8_t> bytes) {
+  Flush();
+  while (!bytes.empty()) {
+    const ssize_t n = pwrite(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) Fail();
+    offset += static_cast<uint64_t>(n);
+    bytes = bytes.subspan(static_cast<size_t>(n));
+  }
+}
+
+void OutputFile::Flush() {
+  Store(waiting_);
+  waiting_.clear();
+}
+
+void OutputFile::Store(std::span<const uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t n = write(descriptor_, bytes.data(), bytes.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) Fail();
+    bytes = bytes.subspan(static_cast<size_t>(n));
+  }
+}
+
+void OutputFile::Finish() {
+  Flush();
+  const int closed = close(descriptor_);
+  descriptor_ = -1;
+  if (closed != 0) Fail();
+  if (temporary_.empty()) return;
+  if (rename(temporary_.c_str(), name_.c_str()) != 0) Fail();
+  temporary_.clear();
+}
+
+}  // namespace tkmjpg::tool

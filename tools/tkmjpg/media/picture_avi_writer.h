@@ -1,0 +1,28 @@
+// Uncompressed AVI out: YUY2, or BGR3 as bitmaps are stored.
+#pragma once
+
+#include <string>
+
+#include "tools/tkmjpg/media/avi_writer.h"
+#include "tools/tkmjpg/media/media.h"
+
+namespace tkmjpg::tool {
+
+class PictureAviWriter : public FrameWriter {
+ public:
+  // `layout` is TKMJPG_YUY2 or TKMJPG_BGR3.
+  PictureAviWriter(const std::string& path, const VideoFormat& format, uint32_t layout,
+                   Overwrite overwrite);
+
+  uint32_t Layout() const override { return layout_; }
+  void Pack(const Picture& picture, Bytes& packed) const override;
+  void Write(const Bytes& packed) override { avi_.Write(packed); }
+  void Finish() override { avi_.Finish(); }
+
+ private:
+  uint32_t layout_;
+  int height_;
+  AviWriter avi_;
+};
+
+}  // namespace tkmjpg::tool

@@ -1,0 +1,113 @@
+#include "tools/tkmjpg/media/png_reader.h"
+
+#include <png.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "tkmjpg.h"
+#include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/media/input_file.h"
+#include "tools/tkmjpg/media/sequence_name.h"
+#include "tools/tkmjpg/media/video_text.h"
+
+namespace tkmjpg::tool {
+namespace {
+
+// libpng's own reader for whole pictures; whatever way the function is left, it lets go.
+class PngImage {
+ public:
+  PngImage(std::string name, const uint8_t* bytes, size_t size) : name_(std::move(name)) {
+    image_.version = PNG_IMAGE_VERSION;
+    png_image_begin_read_from_memory(&image_, bytes, size);
+    Check();
+  }
+  PngImage(const PngImage&) = delete;
+  PngImage& operator=(const PngImage&) = delete;
+  ~PngImage() { png_image_free(&image_); }
+
+  int64_t Width() const { return image_.width; }
+  int64_t Height() const { return image_.height; }
+
+  void Decode(bool alpha, int64_t stride, uint8_t* pixels) {
+    const png_color black{};
+    image_.format = alpha ? PNG_FORMAT_BGRA : PNG_FORMAT_BGR;
+    image_.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
+    png_image_finish_read(&image_, &black, pixels, static_cast<png_int_32>(stride), nullptr);
+    Check();
+  }
+
+ private:
+  void Check() const {
+    if (PNG_IMAGE_FAILED(image_)) throw InputError(name_ + ": " + image_.message);
+  }
+
+  std::string name_;
+  png_image image_{};
+};
+
+class PngReader : public FrameReader {
+ public:
+  PngReader(const std::string& pattern, const VideoFormat& format, bool alpha)
+      : names_(pattern), format_(format), alpha_(alpha) {
+    if (names_.IsNumbered() && !std::filesystem::exists(names_.Name(0))) number_ = 1;
+    Bytes first;
+    ReadWholeFile(names_.Name(number_), first);
+    const PngImage image(names_.Name(number_), first.data(), first.size());
+    CheckPictureSize(names_.Name(number_), image.Width(), image.Height());
+    format_.width = static_cast<int>(image.Width());
+    format_.height = static_cast<int>(image.Height());
+    while (Exists(number_ + count_)) ++count_;
+  }
+
+  const VideoFormat& Format() const override { return format_; }
+  int64_t FrameCount() const override { return count_; }
+
+  // The file's name and a 0 byte, for messages, then the file.
+  bool Read(Bytes& raw) override {
+    if (frame_ == count_) return false;
+    const std::string name = names_.Name(number_ + frame_++);
+    Bytes file;
+    ReadWholeFile(name, file);
+    raw.assign(name.begin(), name.end());
+    raw.push_back(0);
+    raw.insert(raw.end(), file.begin(), file.end());
+    return true;
+  }
+
+  void Unpack(const Bytes& raw, Picture& picture) const override {
+    const auto zero = std::find(raw.begin(), raw.end(), uint8_t{0});
+    const std::string name(raw.begin(), zero);
+    PngImage image(name, &*zero + 1, static_cast<size_t>(raw.end() - zero - 1));
+    if (image.Width() != format_.width || image.Height() != format_.height) {
+      throw InputError(name + ": is " + std::to_string(image.Width()) + "x" +
+                       std::to_string(image.Height()) + ", the first picture " +
+                       std::to_string(format_.width) + "x" + std::to_string(format_.height));
+    }
+    picture.layout = alpha_ ? TKMJPG_BGRA : TKMJPG_BGR3;
+    picture.stride = int64_t{alpha_ ? 4 : 3} * format_.width;
+    picture.pixels.resize(static_cast<size_t>(picture.stride * format_.height));
+    image.Decode(alpha_, picture.stride, picture.pixels.data());
+  }
+
+ private:
+  bool Exists(int64_t number) const {
+    return names_.IsNumbered() ? std::filesystem::exists(names_.Name(number)) : number == number_;
+  }
+
+  SequenceName names_;
+  VideoFormat format_;
+  bool alpha_;
+  int64_t number_ = 0;  // of the first picture
+  int64_t count_ = 0;
+  int64_t frame_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameReader> OpenPng(const std::string& pattern, const VideoFormat& format,
+                                     bool alpha) {
+  return std::make_unique<PngReader>(pattern, format, alpha);
+}
+
+}  // namespace tkmjpg::tool

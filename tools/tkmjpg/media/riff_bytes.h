@@ -1,0 +1,32 @@
+// Little-endian words and nested chunks, put together in memory.
+#pragma once
+
+#include <cstdint>
+
+#include "tools/tkmjpg/media/media.h"
+
+namespace tkmjpg::tool {
+
+inline void Append16(Bytes& bytes, uint32_t value) {
+  bytes.push_back(static_cast<uint8_t>(value));
+  bytes.push_back(static_cast<uint8_t>(value >> 8));
+}
+
+inline void Append32(Bytes& bytes, uint32_t value) {
+  Append16(bytes, value & 0xFFFF);
+  Append16(bytes, value >> 16);
+}
+
+inline void Append64(Bytes& bytes, uint64_t value) {
+  Append32(bytes, static_cast<uint32_t>(value));
+  Append32(bytes, static_cast<uint32_t>(value >> 32));
+}
+
+inline void AppendChunk(Bytes& bytes, uint32_t id, const Bytes& body) {
+  Append32(bytes, id);
+  Append32(bytes, static_cast<uint32_t>(body.size()));
+  bytes.insert(bytes.end(), body.begin(), body.end());
+  if (body.size() % 2 != 0) bytes.push_back(0);
+}
+
+}  // namespace tkmjpg::tool

@@ -1,0 +1,86 @@
+#include "tools/tkmjpg/media/y4m_reader.h"
+
+#include <stdexcept>
+
+#include "tkmjpg.h"
+#include "tools/tkmjpg/media/input_file.h"
+#include "tools/tkmjpg/media/video_text.h"
+#include "tools/tkmjpg/media/y4m_header.h"
+
+namespace tkmjpg::tool {
+namespace {
+
+constexpr size_t kLongestHeader = 4096;
+constexpr char kFrame[] = "FRAME";
+
+class Y4mReader : public FrameReader {
+ public:
+  Y4mReader(const std::string& path, std::optional<FieldOrder> field_order) : file_(path) {
+    ReadHeader();
+    if (header_.mixed && !field_order) {
+      file_.Fail(
+          "Im: interlacing that changes from frame to frame needs --progressive or --fields");
+    }
+    CheckPictureSize(path, header_.video.width, header_.video.height);
+    if (field_order) header_.video.field_order = *field_order;
+    header_.planes.interlaced = header_.video.field_order != FieldOrder::kProgressive;
+    frame_bytes_ = PlanarSize(header_.planes);
+    first_frame_ = file_.Offset();
+  }
+
+  const VideoFormat& Format() const override { return header_.video; }
+
+  int64_t FrameCount() const override {
+    if (file_.Size() < 0) return -1;
+    const uint64_t each = sizeof(kFrame) + frame_bytes_;  // with the line feed
+    return static_cast<int64_t>((static_cast<uint64_t>(file_.Size()) - first_frame_) / each);
+  }
+
+  bool Read(Bytes& raw) override {
+    if (!file_.ReadLine(line_, kLongestHeader)) return false;
+    if (line_ != kFrame && !line_.starts_with("FRAME ")) {
+      file_.Fail("no FRAME where frame " + std::to_string(frame_) + " should begin, at byte " +
+                 std::to_string(file_.Offset() - line_.size() - 1));
+    }
+    raw.resize(frame_bytes_);
+    if (file_.Read(raw) != frame_bytes_) {
+      file_.Fail("ends within frame " + std::to_string(frame_) + ", at byte " +
+                 std::to_string(file_.Offset()));
+    }
+    ++frame_;
+    return true;
+  }
+
+  void Unpack(const Bytes& raw, Picture& picture) const override {
+    picture.layout = TKMJPG_YUY2;
+    picture.stride = int64_t{2} * header_.video.width;
+    picture.pixels.resize(static_cast<size_t>(picture.stride * header_.video.height));
+    PackPlanar(header_.planes, raw.data(), picture.pixels.data());
+  }
+
+ private:
+  void ReadHeader() {
+    if (!file_.ReadLine(line_, kLongestHeader)) file_.Fail("is empty");
+    try {
+      header_ = ParseY4mHeader(line_);
+    } catch (const std::invalid_argument& error) {
+      file_.Fail(error.what());
+    }
+  }
+
+  InputFile file_;
+  std::string line_;
+  Y4mHeader header_;
+  size_t frame_bytes_ = 0;
+  uint64_t first_frame_ = 0;
+  int64_t frame_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameReader> OpenY4m(const std::string& path,
+                                     std::optional<FieldOrder> field_order) {
+  return std::make_unique<Y4mReader>(path, field_order);
+}
+
+}  // namespace tkmjpg::tool

@@ -1,0 +1,106 @@
+// What one frame's stream holds, told from its markers alone. It knows nothing of the decoder, so
+// that each can be held against the other.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace tkmjpg::tool {
+
+enum class HeaderKind { kNone, kAvi1, kJfif };
+
+enum class HuffmanTables { kNone, kStandard, kOther };
+
+struct Segment {
+  uint8_t marker = 0;
+  size_t offset = 0;   // of its 0xFF, from the start of the frame
+  size_t payload = 0;  // of the first byte behind the length
+  size_t end = 0;
+};
+
+// The size fields of a long AVI1 segment: with and without the fill.
+struct SizeFields {
+  size_t offset = 0;  // where they stand in the frame
+  uint32_t image_size = 0;
+  uint32_t image_data_size = 0;
+  bool right = false;
+};
+
+struct QuantTables {
+  std::array<std::array<uint16_t, 64>, 4> values{};  // by Tq, zig-zag order
+  std::array<bool, 4> defined{};
+};
+
+// What frame header and scan header say of a component.
+struct ComponentShape {
+  uint8_t h = 0, v = 0;  // sampling factors
+  uint8_t quant_table = 0, dc_table = 0, ac_table = 0;
+};
+
+struct ImageAnalysis {
+  size_t begin = 0;               // SOI
+  size_t scan_begin = 0;          // first entropy-coded byte; 0 without SOS
+  size_t data_end = 0;            // behind EOI, or where the image breaks off
+  size_t end = 0;                 // behind the fill
+  bool complete = false;          // ends with EOI
+  std::vector<Segment> segments;  // up to SOS, SOS included
+  HeaderKind header = HeaderKind::kNone;
+  int mode = -1;                  // header style as `encode --mode` counts, -1 for other writers
+  std::optional<int> field_code;  // AVI1 only
+  std::optional<SizeFields> sizes;
+  uint8_t sof = 0;  // marker; 0 if there is none
+  int precision = 0, width = 0, height = 0, components = 0;
+  std::string sampling;  // "4:2:2"
+  std::array<ComponentShape, 3> shape{};
+  // In what it differs from the only shape that the decoder takes. Such an image can be recoded
+  // without loss, unless it is refused. Empty: nothing differs.
+  std::string other_shape;
+  std::string refusal;  // why it cannot be recoded
+  HuffmanTables huffman = HuffmanTables::kNone;
+  std::optional<int> restart_interval;
+  QuantTables quant;
+  int quality = 0;  // nearest, 0 without tables
+  bool quality_exact = false;
+  std::string problem;  // the first thing that is wrong; empty if nothing is
+
+  bool HasItsQuantTables() const;
+  size_t Mcus() const;  // of 16 by 8 pixels
+  // Whether it calls itself larger than its bytes can ever make it, and large.
+  bool SizeIsImpossible() const;
+  size_t Fill() const { return end - data_end; }
+};
+
+struct FrameAnalysis {
+  size_t size = 0;
+  std::vector<ImageAnalysis> images;
+  size_t leading = 0;                 // bytes ahead of the first SOI
+  size_t alpha_offset = 0;            // 0 without an alpha segment
+  size_t trailing = 0;                // bytes behind the last image that are no fill and no alpha
+  std::string refusal;                // why it cannot be decoded; empty if it can
+  std::vector<std::string> problems;  // of the frame and its images, refusal first
+
+  bool IsFieldPair() const { return images.size() >= 2; }
+  bool NeedsRecoding() const { return refusal.empty() && !OtherShape().empty(); }
+  const std::string& OtherShape() const;  // of the first image that has one
+  bool HasFieldCode() const { return images[0].field_code.value_or(0) != 0; }
+  // Lines of the whole picture: those of a pair, or of a single image that calls itself a field,
+  // count twice.
+  int PictureHeight() const;
+};
+
+FrameAnalysis AnalyseFrame(std::span<const uint8_t> frame);
+
+// The image that begins with the SOI at `begin`. `frame` is what its offsets count from.
+ImageAnalysis AnalyseImage(std::span<const uint8_t> frame, size_t begin);
+
+// Why neither the decoder nor recoding makes a picture of this image; empty if they do.
+std::string RefusalOf(const ImageAnalysis& image);
+
+// The first SOI (FF D8 and the FF of a marker) from `from` on; frame.size() if there is none.
+size_t FindImage(std::span<const uint8_t> frame, size_t from);
+
+}  // namespace tkmjpg::tool

@@ -1,0 +1,132 @@
+#include "tools/tkmjpg/stream_repair.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+#include "frame/stream_format.h"
+#include "tools/tkmjpg/huffman_tables.h"
+#include "tools/tkmjpg/lossless_recode.h"
+#include "tools/tkmjpg/stream_analysis.h"
+
+namespace tkmjpg::tool {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+constexpr size_t kMostImages = 2;
+
+class FrameRepair {
+ public:
+  FrameRepair(std::span<const uint8_t> frame, HuffmanRepair huffman)
+      : frame_(frame), huffman_(huffman) {}
+
+  RepairedFrame Run() {
+    const FrameAnalysis analysis = AnalyseFrame(frame_);
+    size_t kept = 0;
+    for (const ImageAnalysis& image : analysis.images) {
+      if (image.scan_begin == 0 || image.sof == 0 || images_ == kMostImages) continue;
+      Copy(image);
+      kept += image.end - image.begin;
+      ++images_;
+    }
+    if (images_ > 0 && analysis.alpha_offset != 0) {
+      Append(analysis.alpha_offset, frame_.size());
+      kept += frame_.size() - analysis.alpha_offset;
+    }
+    result_.bytes_dropped = frame_.size() - kept;
+    return std::move(result_);
+  }
+
+ private:
+  Bytes& Out() { return result_.stream; }
+
+  void Append(size_t begin, size_t end) {
+    Out().insert(Out().end(), frame_.begin() + static_cast<ptrdiff_t>(begin),
+                 frame_.begin() + static_cast<ptrdiff_t>(end));
+  }
+
+  void Copy(const ImageAnalysis& image) {
+    const size_t begin = Out().size();
+    std::optional<size_t> size_fields;
+    Out().insert(Out().end(), {0xFF, kSoi});
+    for (const Segment& segment : image.segments) {
+      if (segment.end > image.scan_begin) break;  // between the scans of another kind of image
+      if (image.sizes && segment.payload + 6 == image.sizes->offset) {
+        size_fields = Out().size() + (image.sizes->offset - segment.offset);
+      }
+      CopySegment(image, segment);
+    }
+    Append(image.scan_begin, image.data_end);
+    if (!image.complete) Complete();
+    const size_t data_size = Out().size() - begin;
+    AppendFill(image, data_size);
+    if (size_fields) Mend(*size_fields, Out().size() - begin, data_size);
+  }
+
+  void CopySegment(const ImageAnalysis& image, const Segment& segment) {
+    const bool remove = huffman_ == HuffmanRepair::kRemove && segment.marker == kDht &&
+                        image.huffman == HuffmanTables::kStandard;
+    if (remove) {
+      result_.tables_changed = true;
+      return;
+    }
+    if (segment.marker == kSos && huffman_ == HuffmanRepair::kAdd) {
+      const Bytes missing = MissingHuffmanTables(frame_, image.segments);
+      Out().insert(Out().end(), missing.begin(), missing.end());
+      result_.tables_changed |= !missing.empty();
+    }
+    Append(segment.offset, segment.end);
+  }
+
+  void Complete() {
+    if (Out().back() == 0xFF) Out().pop_back();  // half a marker
+    Out().insert(Out().end(), {0xFF, kEoi});
+    result_.completed = true;
+  }
+
+  // The fill as it was; or, where the image changed its length, as the encoder has it: at least 8
+  // bytes, up to a multiple of 8 from the start of the frame.
+  void AppendFill(const ImageAnalysis& image, size_t data_size) {
+    size_t fill = image.Fill();
+    if (fill >= 8 && data_size != image.data_end - image.begin) {
+      fill = 8 + (8 - Out().size() % 8) % 8;
+    }
+    Out().resize(Out().size() + fill, 0xFF);
+  }
+
+  void Mend(size_t at, size_t image_size, size_t data_size) {
+    std::array<uint8_t, 8> fields{};
+    for (size_t i = 0; i < 4; ++i) {
+      fields[i] = static_cast<uint8_t>(image_size >> (24 - 8 * i));
+      fields[4 + i] = static_cast<uint8_t>(data_size >> (24 - 8 * i));
+    }
+    const auto place = Out().begin() + static_cast<ptrdiff_t>(at);
+    if (std::equal(fields.begin(), fields.end(), place)) return;
+    std::ranges::copy(fields, place);
+    result_.sizes_mended = true;
+  }
+
+  std::span<const uint8_t> frame_;
+  HuffmanRepair huffman_;
+  size_t images_ = 0;
+  RepairedFrame result_;
+};
+
+}  // namespace
+
+RepairedFrame RepairFrame(std::span<const uint8_t> frame, HuffmanRepair huffman) {
+  const FrameAnalysis analysis = AnalyseFrame(frame);
+  if (analysis.NeedsRecoding()) {
+    const RecodedFrame recoded = RecodeFrame(frame, analysis);
+    RepairedFrame result = FrameRepair(recoded.stream, huffman).Run();
+    result.recoded = true;
+    result.sizes_mended = false;  // they are new
+    result.completed = !analysis.images.back().complete;
+    result.bytes_dropped = analysis.leading + analysis.trailing;
+    return result;
+  }
+  return FrameRepair(frame, huffman).Run();
+}
+
+}  // namespace tkmjpg::tool

@@ -1,0 +1,27 @@
+// A frame made fit for other readers, without touching its picture.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace tkmjpg::tool {
+
+enum class HuffmanRepair { kAdd, kRemove };
+
+struct RepairedFrame {
+  std::vector<uint8_t> stream;  // empty if there is no frame in it
+  bool tables_changed = false;
+  bool sizes_mended = false;
+  bool recoded = false;      // from another 4:2:2 shape, without loss
+  bool completed = false;    // an EOI was missing
+  size_t bytes_dropped = 0;  // that belonged to no image
+};
+
+// Images of another 4:2:2 shape than this codec's become it, with the same coefficients.
+// Puts in the standard Huffman tables that are missing, or takes standard ones out; writes right
+// AVI1 size fields; drops bytes ahead of, between and behind the images that are no fill and no
+// alpha segment. A sound frame comes back as it was.
+RepairedFrame RepairFrame(std::span<const uint8_t> frame, HuffmanRepair huffman);
+
+}  // namespace tkmjpg::tool
