@@ -1,0 +1,51 @@
+// Runs the command as a user does, in a folder that is gone with the test.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+
+#include "tests/temporary_folder.h"
+
+class CommandTest : public testing::Test {
+ protected:
+  using Bytes = std::vector<uint8_t>;
+  struct Result {
+    int code;
+    std::string out, errors;
+  };
+
+  Result Run(const std::string& arguments) const {
+    const std::string line =
+        "cd " + folder_.Path("") + " && " TKMJPG_COMMAND " " + arguments + " >out.txt 2>errors.txt";
+    const int status = std::system(line.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Text("out.txt"), Text("errors.txt")};
+  }
+
+  // `message` in one line that begins as it should, and no output of either name.
+  void ExpectRefusal(const char* arguments, int code, const char* message) const {
+    SCOPED_TRACE(arguments);
+    const Result result = Run(arguments);
+    EXPECT_EQ(result.code, code);
+    EXPECT_EQ(result.errors.rfind("tkmjpg: ", 0), 0U) << result.errors;
+    EXPECT_EQ(result.errors.find('\n'), result.errors.size() - 1) << result.errors;
+    EXPECT_NE(result.errors.find(message), std::string::npos) << result.errors;
+    EXPECT_FALSE(Exists("x.avi") || Exists("x.y4m") || Exists("x.raw"));
+  }
+
+  bool Exists(const std::string& name) const { return std::filesystem::exists(folder_.Path(name)); }
+  Bytes Output(const std::string& name) const { return ReadBytes(folder_.Path(name)); }
+  std::string Text(const std::string& name) const {
+    const Bytes bytes = Output(name);
+    return {bytes.begin(), bytes.end()};
+  }
+  void WriteFile(const std::string& name, const std::string& text) const {
+    std::ofstream(folder_.Path(name), std::ios::binary) << text;
+  }
+  void WriteFile(const std::string& name, const Bytes& bytes) const {
+    WriteFile(name, std::string(bytes.begin(), bytes.end()));
+  }
+
+  TemporaryFolder folder_;
+};

@@ -1,0 +1,283 @@
+// Raw frames in: headers, chroma positions, pictures and the test card.
+#include <gtest/gtest.h>
+#include <png.h>
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "tests/temporary_folder.h"
+#include "tkmjpg.h"
+#include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/media/open_input.h"
+#include "tools/tkmjpg/media/output_file.h"
+#include "tools/tkmjpg/media/planar_rows.h"
+#include "tools/tkmjpg/media/sequence_name.h"
+#include "tools/tkmjpg/media/y4m_header.h"
+
+namespace tkmjpg::tool {
+namespace {
+
+constexpr auto kBetween = ChromaLines::kBetween;
+
+TEST(Y4mHeader, TellsTheFormat) {
+  const struct {
+    const char* line;
+    int width = 2, height = 2;
+    Rational rate = {25, 1}, aspect = {0, 0};
+    FieldOrder order = FieldOrder::kProgressive;
+    Chroma chroma = Chroma::k420;
+    ChromaLines lines = kBetween;
+    bool full_range = false;
+  } cases[] = {{"YUV4MPEG2 W16 H8 F25:1", 16, 8},
+               {"YUV4MPEG2 H8 W16 F30000:1001 It A16:15 C420mpeg2 XCOLORRANGE=LIMITED",
+                16,
+                8,
+                {30000, 1001},
+                {16, 15},
+                FieldOrder::kTopFirst},
+               {.line = "YUV4MPEG2 W2 H2 F0:0 Ib A0:0 C420paldv",
+                .order = FieldOrder::kBottomFirst,
+                .lines = ChromaLines::kAlternate},
+               {.line = "YUV4MPEG2 W2 H2 Ip C422 XYSCSS=422 XCOLORRANGE=FULL",
+                .chroma = Chroma::k422,
+                .full_range = true},
+               {.line = "YUV4MPEG2 W2 H2 I? C444", .chroma = Chroma::k444},
+               {.line = "YUV4MPEG2 W2 H2 Zlater Cmono", .chroma = Chroma::kMono}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.line);
+    const Y4mHeader header = ParseY4mHeader(c.line);
+    EXPECT_EQ(header.video.width, c.width);
+    EXPECT_EQ(header.video.height, c.height);
+    EXPECT_EQ(header.video.rate.num * c.rate.den, c.rate.num * header.video.rate.den);
+    EXPECT_EQ(header.video.pixel_aspect.num, c.aspect.num);
+    EXPECT_EQ(header.video.pixel_aspect.den, c.aspect.den);
+    EXPECT_EQ(header.video.field_order, c.order);
+    EXPECT_EQ(header.planes.chroma, c.chroma);
+    EXPECT_EQ(header.planes.chroma_lines, c.lines);
+    EXPECT_EQ(header.planes.full_range, c.full_range);
+  }
+}
+
+TEST(Y4mHeader, RefusesByName) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"", "no Y4M"},
+      {"YUV4MPEG W2 H2", "no Y4M"},
+      {"YUV4MPEG2 H2", "no picture size"},
+      {"YUV4MPEG2 W2 H0", "no picture size"},
+      {"YUV4MPEG2 W2 H-2", "'H-2'"},
+      {"YUV4MPEG2 W2x H2", "'W2x'"},
+      {"YUV4MPEG2 W2 H2 F25", "'F25'"},
+      {"YUV4MPEG2 W2 H2 Ix", "'Ix'"},
+      {"YUV4MPEG2 W2 H2 C420p10", "C420p10 has more than 8 bits"},
+      {"YUV4MPEG2 W2 H2 Cmono12", "Cmono12 has more than 8 bits"},
+      {"YUV4MPEG2 W2 H2 C411", "C411 is no known"},
+      {"YUV4MPEG2 W2 H2 C444alpha", "C444alpha is no known"}};
+  for (const auto& [text, message] : cases) {
+    SCOPED_TRACE(text);
+    try {
+      ParseY4mHeader(text);
+      ADD_FAILURE() << "taken";
+    } catch (const std::invalid_argument& error) {
+      EXPECT_NE(std::string(error.what()).find(message), std::string::npos) << error.what();
+    }
+  }
+}
+
+// Chroma that grows evenly from line to line must come out as if it had been sampled on each line,
+// if the positions of its lines are taken for what they are.
+struct SitingCase {
+  const char* name;
+  ChromaLines lines;
+  bool interlaced;
+  int odd;        // lines of the frame from an even chroma row to the next row
+  double cb, cr;  // line of the first row
+};
+
+const SitingCase kSitings[] = {{"progressive", kBetween, false, 2, 0.5, 0.5},
+                               {"interlaced", kBetween, true, 2, 0.5, 0.5},
+                               {"progressive DV", ChromaLines::kAlternate, false, 2, 1, 0},
+                               {"interlaced DV", ChromaLines::kAlternate, true, 1, 2, 0}};
+
+TEST(PackPlanar, ChromaLiesWhereItsSitingSays) {
+  constexpr int kHeight = 24, kEdge = 4;
+  for (const SitingCase& c : kSitings) {
+    SCOPED_TRACE(c.name);
+    const PlanarFormat format{2, kHeight, Chroma::k420, c.lines, c.interlaced, false};
+    Bytes planes(PlanarSize(format), 99), packed(kHeight * 4);
+    for (int row = 0; row < kHeight / 2; ++row) {
+      const double line = 4 * (row / 2) + row % 2 * c.odd;
+      planes[kHeight * 2 + row] = static_cast<uint8_t>(20 + 8 * (line + c.cb));
+      planes[kHeight * 2 + kHeight / 2 + row] = static_cast<uint8_t>(40 + 8 * (line + c.cr));
+    }
+    PackPlanar(format, planes.data(), packed.data());
+    for (int y = kEdge; y < kHeight - kEdge; ++y) {
+      EXPECT_EQ(packed[4 * y + 1], 20 + 8 * y) << "Cb of line " << y;
+      EXPECT_EQ(packed[4 * y + 3], 40 + 8 * y) << "Cr of line " << y;
+    }
+  }
+}
+
+TEST(PackPlanar, OneLine) {
+  struct Case {
+    const char* name;
+    int width;
+    Chroma chroma;
+    bool interlaced, full_range;
+    Bytes planes, packed;
+  };
+  constexpr auto k422 = Chroma::k422, k444 = Chroma::k444;
+  const Case cases[] = {
+      {"4:2:2", 4, k422, false, false, {1, 2, 3, 4, 5, 6, 7, 8}, {1, 5, 2, 7, 3, 6, 4, 8}},
+      {"mono", 2, Chroma::kMono, false, false, {1, 2}, {1, 128, 2, 128}},
+      {"odd", 3, k444, false, false, {1, 2, 3, 10, 20, 30, 40, 50, 60}, {1, 15, 2, 45, 3, 30}},
+      {"one 4:2:0 line", 2, Chroma::k420, true, false, {1, 2, 3, 4}, {1, 3, 2, 4}},
+      {"full", 2, k422, false, true, {0, 255, 0, 255}, {16, 16, 235, 240}},
+      {"full", 2, k422, false, true, {128, 1, 128, 128}, {126, 128, 17, 128}},
+  };
+  for (const Case& c : cases) {
+    const PlanarFormat format{c.width, 1, c.chroma, kBetween, c.interlaced, c.full_range};
+    SCOPED_TRACE(c.name);
+    ASSERT_EQ(PlanarSize(format), c.planes.size());
+    Bytes packed(c.packed.size());
+    PackPlanar(format, c.planes.data(), packed.data());
+    EXPECT_EQ(packed, c.packed);
+  }
+}
+
+// Every small size stays within its planes; the sanitizers watch.
+TEST(PackPlanar, AllSmallSizes) {
+  for (const Chroma chroma : {Chroma::kMono, Chroma::k420, Chroma::k422, Chroma::k444}) {
+    for (int size = 0; size < 9 * 9 * 2; ++size) {
+      const PlanarFormat format{1 + size % 9, 1 + size / 9 % 9, chroma, kBetween, size >= 81, true};
+      const Bytes planes(PlanarSize(format), 128);
+      Bytes packed(size_t(format.width) * format.height * 2, 1);
+      PackPlanar(format, planes.data(), packed.data());
+      EXPECT_EQ(packed.back(), 128);
+    }
+  }
+}
+
+TEST(SequenceName, Numbers) {
+  const std::pair<const char*, const char*> cases[] = {{"a.png", "a.png"},
+                                                       {"a%d.png", "a7.png"},
+                                                       {"%04d", "0007"},
+                                                       {"a%3db", "a  7b"},
+                                                       {"d.1/f_%02d.x", "d.1/f_07.x"}};
+  for (const auto& [pattern, name] : cases) EXPECT_EQ(SequenceName(pattern).Name(7), name);
+  for (const char* bad : {"%", "%s", "%4", "%d%d", "%-4d", "a%999999d", "100%"}) {
+    EXPECT_THROW(SequenceName{bad}, UsageError) << bad;
+  }
+}
+
+TEST(OutputFile, HasItsNameOnlyWhenWhole) {
+  const TemporaryFolder folder;
+  const std::string path = folder.Path("x");
+  const Bytes bytes{1, 2, 3};
+  {
+    OutputFile given_up(path, Overwrite::kRefuse);
+    given_up.Write(bytes);
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(folder.Path("")));
+  OutputFile file(path, Overwrite::kRefuse);
+  file.Write(bytes);
+  file.Patch(1, Bytes{9});
+  EXPECT_FALSE(std::filesystem::exists(path));
+  file.Finish();
+  EXPECT_EQ(ReadBytes(path), (Bytes{1, 9, 3}));
+  EXPECT_THROW(OutputFile(path, Overwrite::kRefuse), UsageError);
+  { OutputFile given_up(path, Overwrite::kReplace); }
+  EXPECT_EQ(ReadBytes(path), (Bytes{1, 9, 3}));
+}
+
+Picture FirstPicture(const std::string& name, const InputOptions& options) {
+  const auto reader = OpenFrameReader(name, options);
+  Bytes raw;
+  Picture picture;
+  EXPECT_TRUE(reader->Read(raw));
+  reader->Unpack(raw, picture);
+  return picture;
+}
+
+void WritePng(const std::string& path, uint32_t width, uint32_t format, const Bytes& pixels) {
+  png_image image{};
+  image.version = PNG_IMAGE_VERSION;
+  image.width = width;
+  image.height = 1;
+  image.format = format;
+  ASSERT_NE(png_image_write_to_file(&image, path.c_str(), 0, pixels.data(), 0, nullptr), 0);
+}
+
+TEST(PngReader, LayoutsAndSequences) {
+  const TemporaryFolder folder;
+  const std::string pattern = folder.Path("f%02d.png");
+  WritePng(folder.Path("f01.png"), 2, PNG_FORMAT_RGBA, {1, 2, 3, 255, 4, 5, 6, 0});
+  WritePng(folder.Path("f02.png"), 2, PNG_FORMAT_RGB, {7, 8, 9, 10, 11, 12});
+  WritePng(folder.Path("f03.png"), 1, PNG_FORMAT_GRAY, {7});
+  InputOptions options;
+  EXPECT_EQ(FirstPicture(pattern, options).pixels, (Bytes{3, 2, 1, 0, 0, 0}));
+  EXPECT_EQ(FirstPicture(folder.Path("f02.png"), options).pixels, (Bytes{9, 8, 7, 12, 11, 10}));
+  EXPECT_EQ(FirstPicture(folder.Path("f03.png"), options).pixels, (Bytes{7, 7, 7}));
+  options.alpha = true;
+  const Picture with_alpha = FirstPicture(pattern, options);
+  EXPECT_EQ(with_alpha.layout, uint32_t{TKMJPG_BGRA});
+  EXPECT_EQ(with_alpha.pixels, (Bytes{3, 2, 1, 255, 6, 5, 4, 0}));
+
+  const auto reader = OpenFrameReader(pattern, options);
+  EXPECT_EQ(reader->FrameCount(), 3);
+  Bytes raw;
+  Picture picture;
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(reader->Read(raw));
+  EXPECT_THROW(reader->Unpack(raw, picture), InputError);  // another size
+  EXPECT_FALSE(reader->Read(raw));
+}
+
+TEST(OpenFrameReader, RefusesBadUsage) {
+  for (const char* card : {"testcard:", "testcard:16x16@0", "testcard:16x16@25:0",
+                           "testcard:16x16@25:x", "testcard:16@25"}) {
+    EXPECT_THROW(OpenFrameReader(card, {}), UsageError) << card;
+  }
+  const InputOptions raw[] = {{"16", "", "", {}, false},
+                              {"16x16", "0", "", {}, false},
+                              {"16x16", "25", "nv12", {}, false},
+                              {"16x16", "25", "YUY2", {}, true},
+                              {"", "", "YUY2", {}, false},
+                              {"", "25", "", {}, false},
+                              {"", "", "", {}, true}};
+  for (const InputOptions& options : raw) {
+    EXPECT_THROW(OpenFrameReader("/dev/null", options), UsageError) << &options - raw;
+  }
+}
+
+// The same picture on every machine, with motion, and with fields half a frame apart.
+TEST(TestCard, IsTheSameForEver) {
+  InputOptions options;
+  const auto reader = OpenFrameReader("testcard:180x144@30000/1001:2", options);
+  EXPECT_EQ(reader->FrameCount(), 2);
+  Bytes raw;
+  Picture first, second;
+  ASSERT_TRUE(reader->Read(raw));
+  reader->Unpack(raw, first);
+  ASSERT_TRUE(reader->Read(raw));
+  reader->Unpack(raw, second);
+  EXPECT_FALSE(reader->Read(raw));
+  const auto checksum = [](const Bytes& bytes) {  // FNV-1a
+    uint32_t sum = 2166136261U;
+    for (const uint8_t byte : bytes) sum = (sum ^ byte) * 16777619U;
+    return sum;
+  };
+  EXPECT_EQ(checksum(first.pixels), 522770717U);
+  EXPECT_EQ(checksum(second.pixels), 3828960078U);
+
+  // The later field's lines are those of half a frame later.
+  options.field_order = FieldOrder::kBottomFirst;
+  const Picture fields = FirstPicture("testcard:180x144@25", options);
+  for (const int y : {100, 101}) {
+    const auto at = y * first.stride;
+    EXPECT_EQ(std::equal(&first.pixels[at], &first.pixels[at + first.stride], &fields.pixels[at]),
+              y == 101);
+  }
+}
+
+}  // namespace
+}  // namespace tkmjpg::tool
