@@ -1,0 +1,97 @@
+// AVI files that lie, and what their frames hold: every place that is reported lies inside the
+// file, and a repaired frame needs no more repair.
+#include "frame/stream_format.h"
+#include "fuzz/fuzz_support.h"
+#include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/media/avi_parser.h"
+#include "tools/tkmjpg/stream_analysis.h"
+#include "tools/tkmjpg/stream_repair.h"
+
+namespace {
+
+using tkmjpg::tool::FrameAnalysis;
+using tkmjpg::tool::ImageAnalysis;
+
+constexpr size_t kFrames = 20;  // that are looked at
+
+void RequireInside(const ImageAnalysis& image, size_t size) {
+  Require(image.begin < image.data_end && image.data_end <= image.end && image.end <= size,
+          "an image lies inside the frame");
+  Require(image.scan_begin <= image.data_end, "the scan lies inside the image");
+  for (const tkmjpg::tool::Segment& segment : image.segments) {
+    Require(segment.offset >= image.begin && segment.end <= image.data_end &&
+                segment.payload <= segment.end,
+            "a segment lies inside the image");
+  }
+  Require(!image.sizes || image.sizes->offset + 8 <= image.data_end, "size fields lie inside");
+}
+
+void Analyse(std::span<const uint8_t> bytes) {
+  const Bytes copy(bytes.begin(), bytes.end());
+  const GuardedBuffer guarded(copy);
+  const std::span<const uint8_t> frame(guarded.data(), guarded.size());
+  const FrameAnalysis analysis = tkmjpg::tool::AnalyseFrame(frame);
+  Require(analysis.size == frame.size(), "the frame's size");
+  Require(!analysis.images.empty() || !analysis.refusal.empty(), "no image, so refused");
+  Require(analysis.leading + analysis.trailing <= frame.size(), "what is left over lies inside");
+  Require(analysis.alpha_offset <= frame.size(), "alpha lies inside");
+  size_t end = 0;
+  for (const ImageAnalysis& image : analysis.images) {
+    Require(image.begin >= end, "images do not overlap");
+    RequireInside(image, frame.size());
+    end = image.end;
+  }
+  if (!analysis.images.empty()) (void)analysis.PictureHeight();
+}
+
+// Images of other kinds than baseline may take what ends them for a part of theirs, and one that
+// stood behind a husk may be found to need recoding.
+bool IsSettled(const Bytes& frame) {
+  const FrameAnalysis analysis = tkmjpg::tool::AnalyseFrame(frame);
+  return !analysis.NeedsRecoding() &&
+         std::all_of(analysis.images.begin(), analysis.images.end(),
+                     [](const ImageAnalysis& image) { return image.sof == tkmjpg::kSof0; });
+}
+
+void Repair(std::span<const uint8_t> frame) {
+  for (const auto huffman :
+       {tkmjpg::tool::HuffmanRepair::kAdd, tkmjpg::tool::HuffmanRepair::kRemove}) {
+    const auto once = tkmjpg::tool::RepairFrame(frame, huffman);
+    if (!IsSettled(once.stream)) continue;
+    const auto twice = tkmjpg::tool::RepairFrame(once.stream, huffman);
+    Require(once.stream == twice.stream, "a repaired frame needs no repair");
+  }
+}
+
+void ReadFile(const GuardedBuffer& bytes) {
+  const std::span<const uint8_t> all(bytes.data(), bytes.size());
+  const tkmjpg::tool::MemorySource source(all);
+  const tkmjpg::tool::AviFile file = tkmjpg::tool::ParseAvi(source);
+  Require(file.stream >= 0 && file.fourcc.size() == 4, "a Motion-JPEG stream");
+  uint64_t end = 0;
+  for (const tkmjpg::tool::AviFrame& frame : file.frames) {
+    Require(frame.offset >= end && frame.offset + frame.size <= all.size(),
+            "frames lie inside the file, one behind the other");
+    end = frame.offset + frame.size;
+  }
+  for (size_t i = 0; i < std::min(file.frames.size(), kFrames); ++i) {
+    const auto frame = all.subspan(file.frames[i].offset, file.frames[i].size);
+    Analyse(frame);
+    Repair(frame);
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const Bytes input(data, data + size);
+  const GuardedBuffer bytes(input, size % 2 == 0 ? GuardAt::kEnd : GuardAt::kStart);
+  try {
+    ReadFile(bytes);
+  } catch (const tkmjpg::tool::InputError&) {
+    // no AVI file: its bytes may still be a frame
+    Analyse({bytes.data(), bytes.size()});
+    Repair({bytes.data(), bytes.size()});
+  }
+  return 0;
+}

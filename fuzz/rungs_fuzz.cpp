@@ -1,0 +1,175 @@
+// Every rung of this processor against the plain one: the same streams from the same pictures, and
+// from the same streams, sound or damaged, the same pictures, memory and returned position.
+#include "cpu/cpu_rung.h"
+#include "decoder/frame_decompressor.h"
+#include "encoder/encoder_kernels.h"
+#include "encoder/frame_compressor.h"
+#include "encoder/image_encoder.h"
+#include "encoder/quant_tables.h"
+#include "fuzz/damage.h"
+#include "fuzz/raw_pictures.h"
+
+namespace {
+
+using tkmjpg::CpuRung;
+using tkmjpg::PixelFormatCode;
+
+struct Format {
+  PixelFormatCode code;
+  Layout layout;  // of the raw pictures
+};
+
+constexpr Format kInputFormats[] = {
+    {PixelFormatCode::kYuyv, kInputLayouts[0]},     {PixelFormatCode::kUyvy, kInputLayouts[1]},
+    {PixelFormatCode::kVyuy, kInputLayouts[2]},     {PixelFormatCode::kYuyvFull, kInputLayouts[3]},
+    {PixelFormatCode::kUyvyFull, kInputLayouts[4]}, {PixelFormatCode::kBgr24, kInputLayouts[5]},
+    {PixelFormatCode::kBgrx32, kInputLayouts[6]},   {PixelFormatCode::kBgra32, kInputLayouts[7]},
+    {PixelFormatCode::kRgb555, kInputLayouts[8]}};
+constexpr PixelFormatCode kOutputFormats[] = {
+    PixelFormatCode::kYuyv,       PixelFormatCode::kYuyvFull,   PixelFormatCode::kUyvy,
+    PixelFormatCode::kUyvyFull,   PixelFormatCode::kBgr24,      PixelFormatCode::kBgr24Full,
+    PixelFormatCode::kBgrx32,     PixelFormatCode::kBgrx32Full, PixelFormatCode::kBgra32,
+    PixelFormatCode::kBgra32Full, PixelFormatCode::kRgb555,     PixelFormatCode::kRgb565,
+    PixelFormatCode::kVyuy};  // one that the decoder does not write
+
+struct Coding {
+  Format format;
+  HostPicture host;
+  uint32_t flags;
+  int32_t quality;
+  uint32_t room;
+  uint32_t restart_interval;  // streams with one come from the image encoder alone
+};
+
+struct Encoded {
+  Bytes stream;  // empty when it did not fit
+  uint32_t rate_scale = 0;
+
+  bool operator==(const Encoded&) const = default;
+};
+
+Encoded EncodeFrame(const Coding& coding, const RawPicture& picture, uint32_t rate_scale) {
+  const GuardedBuffer output(coding.room);
+  CodecCarryState carry = {0, rate_scale};
+  const uint32_t size = tkmjpg::CompressFrame(
+      output.data(), coding.room, picture.First(), coding.host.stride, coding.host.width,
+      coding.host.height, coding.flags, coding.format.code, &carry, coding.quality);
+  Require(size <= coding.room, "within the room");
+  return {{output.data(), output.data() + size}, carry.rate_scale};
+}
+
+Encoded EncodeWithRestarts(const Coding& coding, const RawPicture& picture) {
+  const GuardedBuffer output(coding.room);
+  tkmjpg::EncoderContext context;
+  context.kernels = &tkmjpg::EncoderKernelsOf(tkmjpg::ActiveCpuRung());
+  context.pixel_format = coding.format.code;
+  context.width = coding.host.width;
+  context.restart_interval = coding.restart_interval;
+  context.output.output_start = output.data();
+  context.output.output_capacity = coding.room;
+  tkmjpg::BuildQuantTablesFromQuality(context, coding.quality);
+  const int fields = (coding.flags & TKMJPG_C_FIELDS) != 0 && coding.host.height > 1 ? 2 : 1;
+  for (int i = 0; i < fields; ++i) {
+    const int32_t lines = coding.host.height / fields;
+    context.height = (lines + 7) / 8 * 8;
+    const tkmjpg::ImageLines image = {picture.Line(i), int64_t{coding.host.stride} * fields,
+                                      context.height - lines};
+    tkmjpg::EncodeImage(context, image, static_cast<uint8_t>(fields == 1 ? 0 : i + 1),
+                        tkmjpg::StreamMode::kAvi1);
+  }
+  const uint64_t size = context.output.output_position;
+  if (size > coding.room) return {};
+  return {{output.data(), output.data() + size}, 0};
+}
+
+Encoded Encode(CpuRung rung, const Coding& coding, const RawPicture& picture, uint32_t scale) {
+  tkmjpg::ForceCpuRung(rung);
+  return coding.restart_interval != 0 && coding.host.lines != 0
+             ? EncodeWithRestarts(coding, picture)
+             : EncodeFrame(coding, picture, scale);
+}
+
+// The stream of the plain rung, the same on all.
+Bytes EncodeOnEveryRung(Arguments& arguments) {
+  Coding coding = {};
+  coding.format = DrawFrom(arguments, kInputFormats);
+  coding.host = DrawPicture(arguments, coding.format.layout.pixel_bytes, 0, 208);
+  coding.flags = arguments.ConsumeIntegral<uint32_t>();
+  coding.quality = (coding.flags & TKMJPG_C_RATE_CONTROL) != 0
+                       ? arguments.ConsumeIntegralInRange(0, 60000)
+                       : arguments.ConsumeIntegralInRange(1, 100);
+  coding.room = arguments.ConsumeBool() ? 400000 : arguments.ConsumeIntegralInRange(0U, 40000U);
+  coding.restart_interval = arguments.ConsumeBool() ? arguments.ConsumeIntegralInRange(0U, 40U) : 0;
+  const uint32_t scale = arguments.ConsumeIntegralInRange(0U, 256U);
+  const RawPicture picture(arguments, coding.format.layout, coding.host);
+  const Encoded plain = Encode(CpuRung::kPlain, coding, picture, scale);
+  for (int rung = 1; rung <= static_cast<int>(tkmjpg::HighestCpuRung()); ++rung) {
+    Require(Encode(static_cast<CpuRung>(rung), coding, picture, scale) == plain,
+            "the same stream on every rung");
+  }
+  return plain.stream;
+}
+
+struct Decoding {
+  PixelFormatCode format;
+  HostPicture host;
+  uint32_t flags;
+  uint32_t decode_flags;
+};
+
+struct Decoded {
+  Bytes pixels;
+  size_t position = 0;
+  uint32_t decode_flags = 0;
+
+  bool operator==(const Decoded&) const = default;
+};
+
+Decoded Decode(CpuRung rung, const Bytes& bytes, const Decoding& decoding, bool inverted,
+               GuardAt guard) {
+  tkmjpg::ForceCpuRung(rung);
+  const GuardedBuffer stream(bytes, guard);
+  const GuardedBuffer pixels(decoding.host.Bytes(), guard);
+  Fill(pixels.data(), pixels.size(), inverted);
+  SmearStack(static_cast<uint8_t>(rung));
+  CodecCarryState carry = {decoding.decode_flags, 0};
+  const uint8_t* stop = tkmjpg::DecompressFrame(
+      stream.data(), static_cast<uint32_t>(stream.size()), pixels.data() + decoding.host.First(),
+      decoding.host.stride, decoding.host.width, decoding.host.height, decoding.flags,
+      decoding.format, &carry);
+  return {pixels.Bytes(), static_cast<size_t>(stop - stream.data()), carry.decode_flags};
+}
+
+void DecodeOnEveryRung(Arguments& arguments, const Bytes& stream) {
+  Decoding decoding = {};
+  decoding.format = DrawFrom(arguments, kOutputFormats);
+  const auto pixel_bytes = static_cast<int>(tkmjpg::BytesPerPixel(decoding.format));
+  decoding.host = DrawPicture(arguments, pixel_bytes, 0, 208);
+  decoding.flags = arguments.ConsumeIntegral<uint16_t>();
+  decoding.decode_flags = arguments.ConsumeBool() ? 1 : 0;
+  const GuardAt guard = DrawGuard(arguments);
+  const Decoded plain = Decode(CpuRung::kPlain, stream, decoding, false, guard);
+  for (int rung = 1; rung <= static_cast<int>(tkmjpg::HighestCpuRung()); ++rung) {
+    const Decoded other = Decode(static_cast<CpuRung>(rung), stream, decoding, false, guard);
+    Require(other.position == plain.position, "the same position on every rung");
+    Require(other == plain, "the same picture on every rung");
+  }
+}
+
+}  // namespace
+
+// A stream made of a drawn picture, or the input's own bytes; then edits; then the decoders.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  Arguments arguments(data, size);
+  const bool encode = arguments.ConsumeBool();
+  const int edits = arguments.ConsumeIntegralInRange(0, 6);
+  Bytes stream;
+  if (encode) {
+    stream = EncodeOnEveryRung(arguments);
+  } else {
+    stream.assign(data, data + size - std::min<size_t>(size, 64));
+  }
+  Damage(arguments, stream).Apply(edits);
+  DecodeOnEveryRung(arguments, stream);
+  return 0;
+}
