@@ -81,13 +81,13 @@ class ImageWalk {
 
   size_t StepOverSegment(size_t code) {
     const uint8_t marker = frame_[code];
-    if (code + 3 > frame_.size()) return Stop(frame_.size());
+    if (code + 3 > frame_.size()) return Stop(code - 1);
     const size_t length = Big16(&frame_[code + 1]);
     const Segment segment = {marker, code - 1, code + 3, code + 1 + std::max<size_t>(length, 2)};
     if (length < 2 || segment.end > frame_.size()) {
       Problem(MarkerName(marker) + " of length " + std::to_string(length) +
               (length < 2 ? " is too short" : " runs past the end") + At(segment.offset));
-      return Stop(frame_.size());
+      return Stop(segment.offset);
     }
     image_.segments.push_back(segment);
     Take(segment, frame_.subspan(segment.payload, segment.end - segment.payload));

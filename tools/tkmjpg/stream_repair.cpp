@@ -16,16 +16,18 @@ using Bytes = std::vector<uint8_t>;
 
 constexpr size_t kMostImages = 2;
 
+bool IsHusk(const ImageAnalysis& image) { return image.scan_begin == 0 || image.sof == 0; }
+
 class FrameRepair {
  public:
-  FrameRepair(std::span<const uint8_t> frame, HuffmanRepair huffman)
+  FrameRepair(std::span<const uint8_t> frame, std::optional<HuffmanRepair> huffman)
       : frame_(frame), huffman_(huffman) {}
 
   RepairedFrame Run() {
     const FrameAnalysis analysis = AnalyseFrame(frame_);
     size_t kept = 0;
     for (const ImageAnalysis& image : analysis.images) {
-      if (image.scan_begin == 0 || image.sof == 0 || images_ == kMostImages) continue;
+      if (IsHusk(image) || images_ == kMostImages) continue;
       Copy(image);
       kept += image.end - image.begin;
       ++images_;
@@ -58,7 +60,7 @@ class FrameRepair {
       CopySegment(image, segment);
     }
     Append(image.scan_begin, image.data_end);
-    if (!image.complete) Complete();
+    if (!image.complete) Complete(image.data_end - image.scan_begin);
     const size_t data_size = Out().size() - begin;
     AppendFill(image, data_size);
     if (size_fields) Mend(*size_fields, Out().size() - begin, data_size);
@@ -77,10 +79,22 @@ class FrameRepair {
       result_.tables_changed |= !missing.empty();
     }
     Append(segment.offset, segment.end);
+    const bool decodes_without_tables =
+        image.huffman == HuffmanTables::kNone && RefusalOf(image).empty();
+    if (segment.marker == kSos && huffman_ == HuffmanRepair::kAdd && decodes_without_tables) {
+      SelectStandardTables(segment.end - segment.payload);
+    }
   }
 
-  void Complete() {
-    if (Out().back() == 0xFF) Out().pop_back();  // half a marker
+  // What no decoder had to read, as long as there were no tables to choose from.
+  void SelectStandardTables(size_t scan_header_size) {
+    const auto header = Out().end() - static_cast<ptrdiff_t>(scan_header_size);
+    header[2] = 0x00;
+    header[4] = header[6] = 0x11;
+  }
+
+  void Complete(size_t scan_size) {
+    if (scan_size > 0 && Out().back() == 0xFF) Out().pop_back();  // half a marker
     Out().insert(Out().end(), {0xFF, kEoi});
     result_.completed = true;
   }
@@ -108,25 +122,35 @@ class FrameRepair {
   }
 
   std::span<const uint8_t> frame_;
-  HuffmanRepair huffman_;
+  std::optional<HuffmanRepair> huffman_;  // none: the tables stay as they are
   size_t images_ = 0;
   RepairedFrame result_;
 };
+
+RepairedFrame RepairImages(std::span<const uint8_t> frame, const FrameAnalysis& analysis,
+                           HuffmanRepair huffman) {
+  if (!analysis.NeedsRecoding()) return FrameRepair(frame, huffman).Run();
+  const RecodedFrame recoded = RecodeFrame(frame, analysis);
+  RepairedFrame result = FrameRepair(recoded.stream, huffman).Run();
+  result.recoded = true;
+  result.sizes_mended = false;  // they are new
+  result.completed = !analysis.images.back().complete;
+  result.bytes_dropped = analysis.leading + analysis.trailing;
+  return result;
+}
 
 }  // namespace
 
 RepairedFrame RepairFrame(std::span<const uint8_t> frame, HuffmanRepair huffman) {
   const FrameAnalysis analysis = AnalyseFrame(frame);
-  if (analysis.NeedsRecoding()) {
-    const RecodedFrame recoded = RecodeFrame(frame, analysis);
-    RepairedFrame result = FrameRepair(recoded.stream, huffman).Run();
-    result.recoded = true;
-    result.sizes_mended = false;  // they are new
-    result.completed = !analysis.images.back().complete;
-    result.bytes_dropped = analysis.leading + analysis.trailing;
-    return result;
-  }
-  return FrameRepair(frame, huffman).Run();
+  if (std::ranges::none_of(analysis.images, IsHusk)) return RepairImages(frame, analysis, huffman);
+  // Whether the images behind a husk can be decoded shows only without it.
+  const RepairedFrame kept = FrameRepair(frame, std::nullopt).Run();
+  RepairedFrame result = RepairImages(kept.stream, AnalyseFrame(kept.stream), huffman);
+  result.sizes_mended |= kept.sizes_mended;
+  result.completed |= kept.completed;
+  result.bytes_dropped += kept.bytes_dropped;
+  return result;
 }
 
 }  // namespace tkmjpg::tool
