@@ -31,7 +31,7 @@ const std::array<std::vector<uint8_t>, 4>& StandardTables() {
 
 // Calls visit(table) for each table of the DHT segments, up to one that is cut short.
 template <typename Visit>
-void ForEachTable(Bytes frame, const std::vector<Segment>& segments, Visit visit) {
+void ForEachTable(Bytes frame, std::span<const Segment> segments, Visit visit) {
   for (const Segment& segment : segments) {
     if (segment.marker != kDht) continue;
     for (size_t at = segment.payload; at + 17 <= segment.end;) {
@@ -51,7 +51,7 @@ bool IsStandard(Bytes table) {
 
 }  // namespace
 
-HuffmanTables ClassifyHuffmanTables(Bytes frame, const std::vector<Segment>& segments) {
+HuffmanTables ClassifyHuffmanTables(Bytes frame, std::span<const Segment> segments) {
   bool any = false, all = true;
   ForEachTable(frame, segments, [&](Bytes table) {
     any = true;
@@ -78,7 +78,7 @@ ComponentTables TablesOfComponent(Bytes frame, const ImageAnalysis& image, size_
   return tables;
 }
 
-std::vector<uint8_t> MissingHuffmanTables(Bytes frame, const std::vector<Segment>& segments) {
+std::vector<uint8_t> MissingHuffmanTables(Bytes frame, std::span<const Segment> segments) {
   std::vector<uint8_t> payload;
   for (const auto& standard : StandardTables()) {
     bool defined = false;

@@ -10,7 +10,7 @@
 namespace tkmjpg::tool {
 
 HuffmanTables ClassifyHuffmanTables(std::span<const uint8_t> frame,
-                                    const std::vector<Segment>& segments);
+                                    std::span<const Segment> segments);
 
 // The tables, as DHT stores them, that the scan of an image means for a component: those that its
 // numbers say or, where no DHT defines them, the standard ones.
@@ -24,6 +24,6 @@ ComponentTables TablesOfComponent(std::span<const uint8_t> frame, const ImageAna
 // One DHT segment with those of the four standard tables that `segments` do not define; empty if
 // they define all four.
 std::vector<uint8_t> MissingHuffmanTables(std::span<const uint8_t> frame,
-                                          const std::vector<Segment>& segments);
+                                          std::span<const Segment> segments);
 
 }  // namespace tkmjpg::tool

@@ -143,7 +143,9 @@ bool ImageAnalysis::SizeIsImpossible() const {
 
 const std::string& FrameAnalysis::OtherShape() const {
   static const std::string kNone;
-  const auto has = [](const ImageAnalysis& image) { return !image.other_shape.empty(); };
+  const auto has = [](const ImageAnalysis& image) {
+    return !image.other_shape.empty() && RefusalOf(image).empty();
+  };
   const auto end = images.begin() + static_cast<ptrdiff_t>(std::min<size_t>(images.size(), 2));
   const auto found = std::find_if(images.begin(), end, has);
   return found == end ? kNone : found->other_shape;

@@ -85,7 +85,7 @@ struct FrameAnalysis {
 
   bool IsFieldPair() const { return images.size() >= 2; }
   bool NeedsRecoding() const { return refusal.empty() && !OtherShape().empty(); }
-  const std::string& OtherShape() const;  // of the first image that has one
+  const std::string& OtherShape() const;  // of the first image that can be recoded from one
   bool HasFieldCode() const { return images[0].field_code.value_or(0) != 0; }
   // Lines of the whole picture: those of a pair, or of a single image that calls itself a field,
   // count twice.

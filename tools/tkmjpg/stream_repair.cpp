@@ -69,21 +69,30 @@ class FrameRepair {
   void CopySegment(const ImageAnalysis& image, const Segment& segment) {
     const bool remove = huffman_ == HuffmanRepair::kRemove && segment.marker == kDht &&
                         image.huffman == HuffmanTables::kStandard;
-    if (remove) {
+    const bool renew = huffman_ == HuffmanRepair::kAdd && WantsStandardTables(image);
+    if (remove || (renew && segment.marker == kDht)) {
       result_.tables_changed = true;
       return;
     }
     if (segment.marker == kSos && huffman_ == HuffmanRepair::kAdd) {
-      const Bytes missing = MissingHuffmanTables(frame_, image.segments);
-      Out().insert(Out().end(), missing.begin(), missing.end());
-      result_.tables_changed |= !missing.empty();
+      AddTables(renew ? std::span<const Segment>() : image.segments);
     }
     Append(segment.offset, segment.end);
-    const bool decodes_without_tables =
-        image.huffman == HuffmanTables::kNone && RefusalOf(image).empty();
-    if (segment.marker == kSos && huffman_ == HuffmanRepair::kAdd && decodes_without_tables) {
-      SelectStandardTables(segment.end - segment.payload);
-    }
+    if (segment.marker == kSos && renew) SelectStandardTables(segment.end - segment.payload);
+  }
+
+  // Those that are not in the segments.
+  void AddTables(std::span<const Segment> segments) {
+    const Bytes missing = MissingHuffmanTables(frame_, segments);
+    Out().insert(Out().end(), missing.begin(), missing.end());
+    result_.tables_changed |= !missing.empty();
+  }
+
+  // An image whose codes are the standard ones, but which does not hold all of their tables.
+  bool WantsStandardTables(const ImageAnalysis& image) const {
+    return RefusalOf(image).empty() && image.other_shape.empty() &&
+           (image.huffman != HuffmanTables::kStandard ||
+            !MissingHuffmanTables(frame_, image.segments).empty());
   }
 
   // What no decoder had to read, as long as there were no tables to choose from.
