@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "cpu/prefetch.h"
 #include "cpu/targets.h"
 #include "decoder/decoder_kernels.h"
 #include "decoder/huffman_decoder.h"
@@ -258,6 +259,7 @@ TKMJPG_INLINE void StoreBgrLines(PixelLines lines, uint8_t* const rows[2], size_
 template <bool kFull, int kPixelBytes, int kLastByte>
 TKMJPG_TARGET_AVX2 void WriteBgr(int16_t* coefficients, const uint16_t* dequant,
                                  uint8_t* const rows[8], size_t offset, int row_count) {
+  PrefetchBandBelow(rows, row_count, offset);
   const LinePairs luma = TransformPair(coefficients, dequant);
   const LinePairs chroma_samples = TransformPair(coefficients + 16, dequant + 16);
   const __m256i zero = _mm256_setzero_si256();

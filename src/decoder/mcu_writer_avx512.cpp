@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "cpu/prefetch.h"
 #include "cpu/targets.h"
 #include "decoder/decoder_kernels.h"
 #include "decoder/huffman_decoder.h"
@@ -299,6 +300,7 @@ TKMJPG_INLINE void WriteFourLines(const McuRegisters& m, int top, uint8_t* const
 template <bool kFull, int kPixelBytes, int kLastByte>
 TKMJPG_TARGET_AVX512 void WriteBgr(int16_t* coefficients, const uint16_t* dequant,
                                    uint8_t* const rows[8], size_t offset, int row_count) {
+  PrefetchBandBelow(rows, row_count, offset);
   McuRegisters m;
   TransformMcu(coefficients, dequant, m);
   WriteFourLines<kFull, kPixelBytes, kLastByte>(m, 0, rows, offset, row_count);

@@ -5,6 +5,7 @@
 // bytes and put into zig-zag order, and a bit mask says which are not zero.
 #include <immintrin.h>
 
+#include "cpu/prefetch.h"
 #include "cpu/targets.h"
 #include "encoder/colour_rules.h"
 #include "encoder/encoder_kernels.h"
@@ -379,6 +380,7 @@ TKMJPG_TARGET_AVX2 void FillChunk(const EncoderContext& context,
   for (uint32_t i = 0; i < count; ++i) {
     const size_t offset = size_t{column + i} * Reader::kMcuBytes;
     if (column + i < whole_mcus) [[likely]] {
+      PrefetchBandBelow(rows.data(), 8, offset);
       AddMcu<Reader>(rows.data(), offset, context.quantisers, chunk, i);
     } else {
       AddCutMcu<Reader>(context, rows, offset, chunk, i);

@@ -10,6 +10,7 @@
 #include <bit>
 #include <cstring>
 
+#include "cpu/prefetch.h"
 #include "cpu/targets.h"
 #include "encoder/colour_rules.h"
 #include "encoder/encoder_kernels.h"
@@ -377,6 +378,7 @@ TKMJPG_TARGET_AVX512 void EncodeRow(EncoderContext& context,
     const int whole = std::min(mcus, static_cast<int>(whole_mcus - column));
     size_t offset = size_t{column} * Reader::kMcuBytes;
     for (int mcu = 0; mcu < whole; ++mcu, offset += Reader::kMcuBytes) {
+      PrefetchBandBelow(rows.data(), 8, offset);
       TransformMcu<Reader>(rows.data(), offset, tables, chunk, mcu);
     }
     if (whole < mcus) TransformCutMcu<Reader>(context, rows, offset, tables, chunk, whole);

@@ -54,10 +54,26 @@ TKMJPG_INLINE int AppendBlock(Symbols& symbols, int count, __m512i levels,
   return count + added;
 }
 
-// Makes the codes of 16 symbols: eight pairs, each the two codes one behind the other (at most 52
-// bits), and the pairs' lengths.
-TKMJPG_INLINE void MakeCodes(const int16_t* values, const uint8_t* positions, __mmask16 valid,
-                             uint64_t codes[8], uint8_t lengths[8]) {
+// Codes one behind the other that go to the output in one step.
+struct Units {
+  // With the bits that wait, a step fills no more than 64.
+  static constexpr int kMostBits = 57;
+  static constexpr int kCapacity = (kChunkSymbols + kSlack) / 2;
+  alignas(64) uint64_t codes[kCapacity];
+  alignas(64) uint8_t lengths[kCapacity];
+  int count = 0;
+};
+
+TKMJPG_INLINE void StoreUnits(Units& units, int count, __m512i codes, __m512i lengths) {
+  _mm512_storeu_si512(units.codes + units.count, codes);
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(units.lengths + units.count),
+                   _mm512_cvtepi64_epi8(lengths));
+  units.count += count;
+}
+
+// Appends the codes of 16 symbols, four to a unit; or two, when four are too long.
+TKMJPG_INLINE void AppendCodes(const int16_t* values, const uint8_t* positions, __mmask16 valid,
+                               Units& units) {
   const __m512i value =
       _mm512_cvtepi16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(values)));
   const __m512i position =
@@ -87,11 +103,22 @@ TKMJPG_INLINE void MakeCodes(const int16_t* values, const uint8_t* positions, __
 
   const __m512i low = _mm512_set1_epi64(0xFFFFFFFF);
   const __m512i second_length = _mm512_srli_epi64(length, 32);
-  const __m512i pair = _mm512_or_si512(
+  const __m512i pairs = _mm512_or_si512(
       _mm512_sllv_epi64(_mm512_and_si512(code, low), second_length), _mm512_srli_epi64(code, 32));
-  _mm512_storeu_si512(codes, pair);
-  const __m512i both = _mm512_add_epi64(length, second_length);
-  _mm_storel_epi64(reinterpret_cast<__m128i*>(lengths), _mm512_cvtepi64_epi8(both));
+  const __m512i pair_lengths =
+      _mm512_add_epi64(_mm512_and_si512(length, low), second_length);  // [0, 52]
+
+  const __m512i last_length = _mm512_unpackhi_epi64(pair_lengths, pair_lengths);
+  const __m512i fours =
+      _mm512_or_si512(_mm512_sllv_epi64(pairs, last_length), _mm512_unpackhi_epi64(pairs, pairs));
+  const __m512i four_lengths = _mm512_add_epi64(pair_lengths, last_length);
+  constexpr __mmask8 kEven = 0x55;
+  if (_mm512_mask_cmpgt_epi64_mask(kEven, four_lengths, _mm512_set1_epi64(Units::kMostBits)) != 0)
+      [[unlikely]] {
+    return StoreUnits(units, 8, pairs, pair_lengths);
+  }
+  StoreUnits(units, 4, _mm512_maskz_compress_epi64(kEven, fours),
+             _mm512_maskz_compress_epi64(kEven, four_lengths));
 }
 
 }  // namespace
@@ -117,20 +144,18 @@ TKMJPG_TARGET_AVX512 int AppendChunkAvx512(const ChunkLevels& chunk, int mcus,
 }
 
 TKMJPG_TARGET_AVX512 void PackSymbolsAvx512(Symbols& symbols, int count, RawBits& raw) {
-  alignas(64) uint64_t codes[(kChunkSymbols + kSlack) / 2];
-  alignas(64) uint8_t lengths[(kChunkSymbols + kSlack) / 2];
+  Units units;
   for (int i = 0; i < count; i += 16) {
     const int left = count - i;
     const auto valid = static_cast<__mmask16>(left >= 16 ? 0xFFFF : (1 << left) - 1);
-    MakeCodes(symbols.values.data() + i, symbols.positions() + i, valid, codes + i / 2,
-              lengths + i / 2);
+    AppendCodes(symbols.values.data() + i, symbols.positions() + i, valid, units);
   }
   uint64_t accumulator = raw.accumulator, pending = raw.count;
   uint8_t* write = raw.write;
-  for (int i = 0; i < count; i += 2) {
-    // Stored by the intrinsics in MakeCodes, into which the analyzer does not look.
-    const uint64_t length = lengths[i / 2];  // NOLINT(clang-analyzer-core.uninitialized.Assign)
-    accumulator = accumulator << length | codes[i / 2];
+  for (int i = 0; i < units.count; ++i) {
+    // Stored by the intrinsics in StoreUnits, into which the analyzer does not look.
+    const uint64_t length = units.lengths[i];  // NOLINT(clang-analyzer-core.uninitialized.Assign)
+    accumulator = accumulator << length | units.codes[i];
     pending += length;
     const uint64_t bytes = __builtin_bswap64(accumulator << (-pending & 63));
     std::memcpy(write, &bytes, 8);
