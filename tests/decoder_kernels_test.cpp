@@ -120,7 +120,7 @@ Bytes WritePlain(Code format, const std::array<int16_t, 256>& coefficients,
 }
 
 // The writer's rows begin 16 pixels ahead of what it is to write.
-void CheckWriter(McuWriter writer, Code format, const std::array<int16_t, 256>& coefficients,
+void CheckWriter(const McuWriter& writer, Code format, const std::array<int16_t, 256>& coefficients,
                  const std::array<QuantValues, 2>& dequant, int row_count) {
   alignas(64) auto words =
       ByLane<int16_t>([&](int block, int index) { return coefficients[64 * block + index]; });
@@ -129,7 +129,8 @@ void CheckWriter(McuWriter writer, Code format, const std::array<int16_t, 256>& 
   OutputLines got(format, row_count);
   const size_t offset = OutputLines::kMargin / 2;
   for (int r = 0; r < row_count; ++r) got.rows[r] -= offset;
-  writer(words.data(), factors.data(), got.rows, offset, row_count);
+  alignas(64) std::array<uint8_t, kMcuWords> samples;
+  WriteMcu(writer, {words.data(), factors.data(), samples.data(), got.rows, row_count, offset});
   ASSERT_EQ(got.bytes, WritePlain(format, coefficients, dequant, row_count))
       << std::hex << "format " << static_cast<uint32_t>(format) << std::dec << " lines "
       << row_count << ": " << Describe(coefficients);
@@ -140,9 +141,9 @@ TEST(DecoderKernels, WritersOfAllLayouts) {
   ForEachFastRung([](CpuRung rung) {
     const auto select = DecoderKernelsOf(rung).select_writer;
     ASSERT_NE(select, nullptr);
-    EXPECT_EQ(select(Code::kVyuy), nullptr);
+    EXPECT_EQ(select(Code::kVyuy)[0], nullptr);
     for (const Code format : kOutputCodes) {
-      ASSERT_NE(select(format), nullptr);
+      ASSERT_NE(select(format)[0], nullptr);
       for (uint32_t i = 0; i < 400; ++i) {
         const auto spectrum = static_cast<Spectrum>(i % 5);
         CheckWriter(select(format), format, MakeCoefficients(spectrum, i), MakeDequant(spectrum, i),

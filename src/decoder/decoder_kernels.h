@@ -18,7 +18,7 @@ struct DecoderKernels {
   McuConverter convert_bgra32, convert_bgra32_full;
   McuConverter convert_rgb555, convert_rgb565;
   ByteStager stage_bytes;
-  // For whole MCUs of sound images, in place of the steps above. Null on the plain rung; gives null
+  // For whole MCUs of sound images, in place of the steps above. Null on the plain rung; gives none
   // for a layout that is not written.
   McuWriter (*select_writer)(PixelFormatCode format);
 };

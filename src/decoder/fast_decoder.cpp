@@ -19,8 +19,10 @@ constexpr int kAcBits = 12, kDcBits = 10;
 //   0-5    bits to consume            6      the block ends behind it
 //   8-11   zeros ahead of the first coefficient
 //   12-17  positions covered, the second coefficient being the last of them (or the first again);
-//          63 when the bits resolve to nothing: that is past the end from any position
+//          63 when the bits resolve to no coefficient: that is past the end from any position
 //   18-24  first coefficient          25-31  second coefficient
+// Where they hold a whole code but not its amplitude: bits 0 to 5 and 8 to 11 as above, for that
+// coefficient, and in bits 18 to 21 the size of the amplitude, else 0.
 using AcTable = std::array<uint32_t, 1 << kAcBits>;
 constexpr uint32_t kEndFlag = 0x40;
 constexpr uint32_t kUnresolved = 63U << 12;
@@ -77,7 +79,11 @@ constexpr Symbol ReadSymbol(const CodeTable& codes, uint32_t string, uint32_t kn
 constexpr uint32_t ResolveAc(const CodeTable& codes, uint32_t string) {
   constexpr uint32_t kMask = (1U << kAcBits) - 1;
   const Symbol first = ReadSymbol(codes, string, kAcBits);
-  if (!first.resolved) return kUnresolved;
+  if (!first.resolved) {
+    const Code code = codes[string];
+    const uint32_t size = code.value & 15;
+    return kUnresolved | size << 18 | code.value >> 4 << 8 | (code.length + size);
+  }
   if (first.end) return PackEntry(first.bits, true, 0, 1, 0, 0);
   const Symbol second = ReadSymbol(codes, string << first.bits & kMask, kAcBits - first.bits);
   if (!second.resolved || second.end) {
@@ -210,6 +216,20 @@ __attribute__((noinline)) TKMJPG_TARGET_AVX2 uint32_t TakeLongAc(BitWindow& w, i
   return position + 1;
 }
 
+// The coefficient whose code, but not its amplitude, the table resolved.
+TKMJPG_INLINE bool TakeAmplitude(BitWindow& w, uint32_t entry, int16_t* block, uint32_t& k) {
+  const uint32_t bits = entry & 63, size = entry >> 18 & 15, position = k + (entry >> 8 & 15);
+  if ((entry >> 12 & 63) != 63 || size == 0 || position > 63) return false;
+  Refill(w);
+  const auto amplitude = static_cast<int32_t>(w.bits << (bits - size) >> (64 - size));
+  const int32_t negative = amplitude - (1 << size) + 1;
+  block[kMcuOrder[position]] =
+      static_cast<int16_t>(amplitude >> (size - 1) != 0 ? amplitude : negative);
+  Consume(w, bits);
+  k = position + 1;
+  return true;
+}
+
 template <bool kLuma>
 TKMJPG_INLINE void DecodeBlockFast(BitWindow& w, int16_t* block, int32_t& last_dc) {
   const AcTable& table = kLuma ? kAcLuma : kAcChroma;
@@ -229,7 +249,9 @@ TKMJPG_INLINE void DecodeBlockFast(BitWindow& w, int16_t* block, int32_t& last_d
       const uint32_t entry = table[Peek(w, kAcBits)];
       const uint32_t behind = k + (entry >> 12 & 63);
       if (behind > 63) [[unlikely]] {
-        k = TakeLongAc(w, block, k, kLuma ? kAcLumaLookup : kAcChromaLookup);
+        if (!TakeAmplitude(w, entry, block, k)) {
+          k = TakeLongAc(w, block, k, kLuma ? kAcLumaLookup : kAcChromaLookup);
+        }
         break;
       }
       Consume(w, entry);
@@ -242,14 +264,19 @@ TKMJPG_INLINE void DecodeBlockFast(BitWindow& w, int16_t* block, int32_t& last_d
   }
 }
 
-// False when there was an invalid code.
+// Calls between(i), i from 0 to 2, when there is something to hide behind: ahead of either chroma
+// block and at the end. False when there was an invalid code.
+template <typename Between>
 TKMJPG_TARGET_AVX2 bool DecodeMcuFast(FastDecoder& decoder, std::array<int32_t, 3>& last_dc,
-                                      int16_t* coefficients) {
+                                      int16_t* coefficients, Between between) {
   BitWindow w = {decoder.bits, decoder.bit_count, decoder.buffer.data() + decoder.next};
   DecodeBlockFast<true>(w, coefficients, last_dc[0]);
   DecodeBlockFast<true>(w, coefficients + 8, last_dc[0]);
+  between(0);
   DecodeBlockFast<false>(w, coefficients + 16, last_dc[1]);
+  between(1);
   DecodeBlockFast<false>(w, coefficients + 24, last_dc[2]);
+  between(2);
   decoder.bits = w.bits;
   decoder.bit_count = static_cast<uint32_t>(w.count);
   decoder.next = static_cast<int>(w.next - decoder.buffer.data());
@@ -298,38 +325,74 @@ bool PassRestartFast(DecoderContext& context, FastDecoder& decoder) {
   return true;
 }
 
-// The MCUs of a row on their way to the picture. Each is written only when the next one has been
-// decoded: its coefficients have reached the cache by then, and wide loads do not wait for them.
+// The MCUs of a row on their way to the picture. One within it waits until the next one has been
+// decoded, or its luma: its coefficients have reached the cache by then, and wide loads do not wait
+// for them.
 struct McuOutput {
   const DecoderContext& context;
   FastDecoder& decoder;
-  McuWriter writer;
-  const std::array<uint8_t*, 8>& rows;
-  int row_count;
+  const McuWriter& writer;
   size_t mcu_bytes;
+  McuJob job;  // the one that waits
+  bool waits = false;
 
-  void Write(uint32_t column) {
-    int16_t* coefficients = decoder.coefficients[column & 1].data();
+  void Step(size_t i) {
+    if (waits) writer[i](job);
+  }
+  void AllSteps() {
+    if (waits) WriteMcu(writer, job);
+  }
+  // Takes the MCU that has just been decoded.
+  void Take(uint32_t column) {
+    job.coefficients = decoder.coefficients[column & 1].data();
+    job.offset = column * mcu_bytes;
     const int pixels = context.width - 16 * static_cast<int>(column);
-    if (pixels >= 16) {
-      writer(coefficients, decoder.dequant.data(), rows.data(), column * mcu_bytes, row_count);
-    } else if (pixels > 0) {
-      WriteCut(coefficients, column, static_cast<size_t>(pixels));
+    waits = pixels >= 16;
+    if (waits) return;
+    if (pixels > 0) {
+      WriteCut(static_cast<size_t>(pixels));
     } else {
-      std::memset(coefficients, 0, kMcuWords * sizeof(int16_t));
+      std::memset(job.coefficients, 0, kMcuWords * sizeof(int16_t));
     }
   }
   // An MCU that the picture's right edge cuts.
-  void WriteCut(int16_t* coefficients, uint32_t column, size_t pixels) {
+  void WriteCut(size_t pixels) const {
     alignas(64) uint8_t lines[8][64];
     uint8_t* line_rows[8];
     for (int r = 0; r < 8; ++r) line_rows[r] = lines[r];
-    writer(coefficients, decoder.dequant.data(), line_rows, 0, row_count);
-    for (int r = 0; r < row_count; ++r) {
-      std::memcpy(rows[r] + column * mcu_bytes, lines[r], pixels * mcu_bytes / 16);
+    McuJob cut = job;
+    cut.rows = line_rows;
+    cut.offset = 0;
+    WriteMcu(writer, cut);
+    for (int r = 0; r < job.row_count; ++r) {
+      std::memcpy(job.rows[r] + job.offset, lines[r], pixels * mcu_bytes / 16);
     }
   }
 };
+
+template <bool kInSteps>
+bool DecodeRow(DecoderContext& context, FastDecoder& decoder, McuOutput& output) {
+  for (uint32_t column = 0; column < context.mcus_per_row; ++column) {
+    if (context.restart_interval != 0 && context.restarts_to_go == 0 &&
+        !PassRestartFast(context, decoder)) {
+      return false;
+    }
+    if (!decoder.ended && decoder.filled - decoder.next < FastDecoder::kLargestMcu) {
+      StageMore(context, decoder);
+    }
+    if (BitPosition(decoder) > decoder.filled * 8) return false;
+    const auto between = [&](size_t i) {
+      if constexpr (kInSteps) output.Step(i);
+    };
+    int16_t* const coefficients = decoder.coefficients[column & 1].data();
+    if (!DecodeMcuFast(decoder, context.last_dc, coefficients, between)) return false;
+    if constexpr (!kInSteps) output.Step(0);
+    output.Take(column);
+    --context.restarts_to_go;  // only read with an interval
+  }
+  output.AllSteps();
+  return true;
+}
 
 }  // namespace
 
@@ -345,24 +408,15 @@ void StartFastImage(const DecoderContext& context, FastDecoder& decoder) {
 
 bool DecodeMcuRowFast(DecoderContext& context, FastDecoder& decoder,
                       const std::array<uint8_t*, 8>& rows, int row_count) {
-  McuOutput output = {context, decoder,   context.kernels->select_writer(context.pixel_format),
-                      rows,    row_count, size_t{16} * BytesPerPixel(context.pixel_format)};
-  for (uint32_t column = 0; column < context.mcus_per_row; ++column) {
-    if (context.restart_interval != 0 && context.restarts_to_go == 0 &&
-        !PassRestartFast(context, decoder)) {
-      return false;
-    }
-    if (!decoder.ended && decoder.filled - decoder.next < FastDecoder::kLargestMcu) {
-      StageMore(context, decoder);
-    }
-    if (BitPosition(decoder) > decoder.filled * 8) return false;
-    if (!DecodeMcuFast(decoder, context.last_dc, decoder.coefficients[column & 1].data())) {
-      return false;
-    }
-    if (column != 0) output.Write(column - 1);
-    --context.restarts_to_go;  // only read with an interval
-  }
-  output.Write(context.mcus_per_row - 1);
+  const McuWriter writer = context.kernels->select_writer(context.pixel_format);
+  const McuJob job = {
+      nullptr, decoder.dequant.data(), decoder.samples.data(), rows.data(), row_count, 0};
+  McuOutput output = {context, decoder, writer, size_t{16} * BytesPerPixel(context.pixel_format),
+                      job};
+  const bool in_steps = writer[1] != nullptr;
+  const bool sound = in_steps ? DecodeRow<true>(context, decoder, output)
+                              : DecodeRow<false>(context, decoder, output);
+  if (!sound) return false;
   context.rows_done += row_count;
   return true;
 }

@@ -25,6 +25,7 @@ struct FastDecoder {
   // What the rows of all MCUs are multiplied by, in the order of their words.
   alignas(64) std::array<uint16_t, kMcuWords> dequant;
   alignas(64) std::array<std::array<int16_t, kMcuWords>, 2> coefficients{};
+  alignas(64) std::array<uint8_t, kMcuWords> samples;
   alignas(64) std::array<uint8_t, kBufferBytes + kPadding> buffer;
   int filled = 0;          // bytes of entropy data without stuffing in the buffer
   int next = 0;            // the next one to move to `bits`
@@ -33,10 +34,27 @@ struct FastDecoder {
   bool ended = false;      // a marker or the end of the data stands behind `filled`
 };
 
-// Transforms an MCU's coefficients, converts them and stores the first `row_count` lines of pixels
-// at rows[i] + offset. Leaves the coefficients zero for the next MCU.
-using McuWriter = void (*)(int16_t* coefficients, const uint16_t* dequant, uint8_t* const rows[8],
-                           size_t offset, int row_count);
+// An MCU on its way from its coefficients to the picture.
+struct McuJob {
+  int16_t* coefficients;    // left zero for the next MCU
+  const uint16_t* dequant;  // as FastDecoder has it
+  uint8_t* samples;         // 256 bytes, aligned to 64, that a step leaves to the next ones
+  uint8_t* const* rows;     // the first `row_count` lines of pixels go to rows[i] + offset
+  int row_count;
+  size_t offset;
+};
+using McuStep = void (*)(const McuJob& job);
+
+// Transforms an MCU, converts it and stores it, in one step (the others are null) or in three. A
+// long way to the pixels is better gone in three, between the blocks of the next MCU: the processor
+// can look ahead to those, and they leave it time.
+using McuWriter = std::array<McuStep, 3>;
+
+inline void WriteMcu(const McuWriter& writer, const McuJob& job) {
+  for (const McuStep step : writer) {
+    if (step != nullptr) step(job);
+  }
+}
 
 // Moves entropy data without its stuffing to `write`, until `room` is full, a marker comes (then it
 // is the pending one) or the data ends. Returns the bytes moved.

@@ -35,7 +35,7 @@ bool ForEachBand(DecoderContext& context, Decode decode, RowsOf rows_of, Finish 
 template <typename RowsOf, typename Finish>
 bool DecodeBandsFast(DecoderContext& context, RowsOf rows_of, Finish finish) {
   const auto select_writer = context.kernels->select_writer;
-  if (select_writer == nullptr || select_writer(context.pixel_format) == nullptr ||
+  if (select_writer == nullptr || select_writer(context.pixel_format)[0] == nullptr ||
       context.mcus_per_row == 0 || context.height == 0) {
     return false;
   }

@@ -145,10 +145,9 @@ TKMJPG_INLINE void StoreYuvLines(__m256i left, __m256i right, uint8_t* const row
 }
 
 template <bool kChromaFirst, bool kLimit>
-TKMJPG_TARGET_AVX2 void WriteYuv(int16_t* coefficients, const uint16_t* dequant,
-                                 uint8_t* const rows[8], size_t offset, int row_count) {
-  const LinePairs luma = TransformPair(coefficients, dequant);
-  const LinePairs chroma = TransformPair(coefficients + 16, dequant + 16);
+TKMJPG_TARGET_AVX2 void WriteYuv(const McuJob& job) {
+  const LinePairs luma = TransformPair(job.coefficients, job.dequant);
+  const LinePairs chroma = TransformPair(job.coefficients + 16, job.dequant + 16);
   const __m256i interleave = _mm256_broadcastsi128_si256(
       _mm_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15));
   for (int i = 0; i < 4; ++i) {
@@ -157,7 +156,7 @@ TKMJPG_TARGET_AVX2 void WriteYuv(int16_t* coefficients, const uint16_t* dequant,
     const __m256i c = _mm256_shuffle_epi8(chroma.lines[i], interleave);
     const __m256i first = kChromaFirst ? c : y, second = kChromaFirst ? y : c;
     StoreYuvLines(_mm256_unpacklo_epi8(first, second), _mm256_unpackhi_epi8(first, second),
-                  rows + 2 * i, offset, row_count - 2 * i);
+                  job.rows + 2 * i, job.offset, job.row_count - 2 * i);
   }
 }
 
@@ -257,13 +256,12 @@ TKMJPG_INLINE void StoreBgrLines(PixelLines lines, uint8_t* const rows[2], size_
 }
 
 template <bool kFull, int kPixelBytes, int kLastByte>
-TKMJPG_TARGET_AVX2 void WriteBgr(int16_t* coefficients, const uint16_t* dequant,
-                                 uint8_t* const rows[8], size_t offset, int row_count) {
-  PrefetchBandBelow(rows, row_count, offset);
-  const LinePairs luma = TransformPair(coefficients, dequant);
-  const LinePairs chroma_samples = TransformPair(coefficients + 16, dequant + 16);
+TKMJPG_TARGET_AVX2 void WriteBgr(const McuJob& job) {
+  PrefetchBandBelow(job.rows, job.row_count, job.offset);
+  const LinePairs luma = TransformPair(job.coefficients, job.dequant);
+  const LinePairs chroma_samples = TransformPair(job.coefficients + 16, job.dequant + 16);
   const __m256i zero = _mm256_setzero_si256();
-  for (int i = 0; 2 * i < row_count; ++i) {
+  for (int i = 0; 2 * i < job.row_count; ++i) {
     const __m256i y = luma.lines[i], c = chroma_samples.lines[i];
     const Colours chroma =
         ChromaTerms<kFull>(_mm256_unpacklo_epi8(zero, c), _mm256_unpackhi_epi8(zero, c));
@@ -271,8 +269,8 @@ TKMJPG_TARGET_AVX2 void WriteBgr(int16_t* coefficients, const uint16_t* dequant,
     const Colours odd = LumaTerms<kFull>(_mm256_and_si256(y, Words(0xFF00)));
     const Colours bytes = {Levels(even.b, odd.b, chroma.b), Levels(even.g, odd.g, chroma.g),
                            Levels(even.r, odd.r, chroma.r)};
-    StoreBgrLines<kPixelBytes>(InterleavePixels(bytes, Bytes(kLastByte)), rows + 2 * i, offset,
-                               row_count - 2 * i);
+    StoreBgrLines<kPixelBytes>(InterleavePixels(bytes, Bytes(kLastByte)), job.rows + 2 * i,
+                               job.offset, job.row_count - 2 * i);
   }
 }
 
@@ -286,18 +284,17 @@ TKMJPG_INLINE void StoreSamples(__m256i lines, uint8_t* first_block, int line) {
 }
 
 template <McuConverter kConvert>
-TKMJPG_TARGET_AVX2 void WriteConverted(int16_t* coefficients, const uint16_t* dequant,
-                                       uint8_t* const rows[8], size_t offset, int row_count) {
-  const LinePairs luma = TransformPair(coefficients, dequant);
-  const LinePairs chroma = TransformPair(coefficients + 16, dequant + 16);
+TKMJPG_TARGET_AVX2 void WriteConverted(const McuJob& job) {
+  const LinePairs luma = TransformPair(job.coefficients, job.dequant);
+  const LinePairs chroma = TransformPair(job.coefficients + 16, job.dequant + 16);
   alignas(64) uint8_t samples[kMcuBlockBytes];
   for (int i = 0; i < 4; ++i) {
     StoreSamples(luma.lines[i], samples, 2 * i);
     StoreSamples(chroma.lines[i], samples + 128, 2 * i);
   }
   uint8_t* cursors[8];
-  for (int r = 0; r < row_count; ++r) cursors[r] = rows[r] + offset;
-  kConvert(cursors, samples, row_count);
+  for (int r = 0; r < job.row_count; ++r) cursors[r] = job.rows[r] + job.offset;
+  kConvert(cursors, samples, job.row_count);
 }
 
 }  // namespace
@@ -305,31 +302,31 @@ TKMJPG_TARGET_AVX2 void WriteConverted(int16_t* coefficients, const uint16_t* de
 McuWriter SelectWriterAvx2(PixelFormatCode format) {
   switch (format) {
     case PixelFormatCode::kYuyv:
-      return WriteYuv<false, true>;
+      return {WriteYuv<false, true>};
     case PixelFormatCode::kYuyvFull:
-      return WriteYuv<false, false>;
+      return {WriteYuv<false, false>};
     case PixelFormatCode::kUyvy:
-      return WriteYuv<true, true>;
+      return {WriteYuv<true, true>};
     case PixelFormatCode::kUyvyFull:
-      return WriteYuv<true, false>;
+      return {WriteYuv<true, false>};
     case PixelFormatCode::kBgr24:
-      return WriteBgr<false, 3, 0>;
+      return {WriteBgr<false, 3, 0>};
     case PixelFormatCode::kBgr24Full:
-      return WriteBgr<true, 3, 0>;
+      return {WriteBgr<true, 3, 0>};
     case PixelFormatCode::kBgrx32:
-      return WriteBgr<false, 4, 0>;
+      return {WriteBgr<false, 4, 0>};
     case PixelFormatCode::kBgrx32Full:
-      return WriteBgr<true, 4, 0>;
+      return {WriteBgr<true, 4, 0>};
     case PixelFormatCode::kBgra32:
-      return WriteBgr<false, 4, 255>;
+      return {WriteBgr<false, 4, 255>};
     case PixelFormatCode::kBgra32Full:
-      return WriteBgr<true, 4, 255>;
+      return {WriteBgr<true, 4, 255>};
     case PixelFormatCode::kRgb555:
-      return WriteConverted<ConvertMcuToRgb555>;
+      return {WriteConverted<ConvertMcuToRgb555>};
     case PixelFormatCode::kRgb565:
-      return WriteConverted<ConvertMcuToRgb565>;
+      return {WriteConverted<ConvertMcuToRgb565>};
     default:
-      return nullptr;
+      return {};
   }
 }
 

@@ -138,21 +138,21 @@ TKMJPG_INLINE __m512i LimitLuma(__m512i samples) {
 }
 
 template <bool kChromaFirst, bool kLimit>
-TKMJPG_TARGET_AVX512 void WriteYuv(int16_t* coefficients, const uint16_t* dequant,
-                                   uint8_t* const rows[8], size_t offset, int row_count) {
+TKMJPG_TARGET_AVX512 void WriteYuv(const McuJob& job) {
   McuRegisters m;
-  TransformMcu(coefficients, dequant, m);
+  TransformMcu(job.coefficients, job.dequant, m);
+  uint8_t* const* const rows = job.rows;
   const __m512i index = _mm512_load_si512(kYuvIndex<kChromaFirst>.data());
   for (int i = 0; i < 4; ++i) {
     __m512i samples = _mm512_packus_epi16(m.row[2 * i], m.row[2 * i + 1]);
     if (kLimit) samples = LimitLuma(samples);
     const __m512i pixels = _mm512_permutexvar_epi8(index, samples);
-    if (2 * i < row_count) {
-      _mm256_storeu_si256(reinterpret_cast<__m256i*>(rows[2 * i] + offset),
+    if (2 * i < job.row_count) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(rows[2 * i] + job.offset),
                           _mm512_castsi512_si256(pixels));
     }
-    if (2 * i + 1 < row_count) {
-      _mm256_storeu_si256(reinterpret_cast<__m256i*>(rows[2 * i + 1] + offset),
+    if (2 * i + 1 < job.row_count) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(rows[2 * i + 1] + job.offset),
                           _mm512_extracti64x4_epi64(pixels, 1));
     }
   }
@@ -280,49 +280,51 @@ TKMJPG_INLINE FourLines SplitLines(__m512i first, __m512i second) {
           _mm512_and_si512(chroma, high)};
 }
 
-template <bool kFull, int kPixelBytes, int kLastByte>
-TKMJPG_INLINE void WriteFourLines(const McuRegisters& m, int top, uint8_t* const rows[8],
-                                  size_t offset, int row_count) {
-  const FourLines lines = SplitLines(_mm512_packus_epi16(m.row[top], m.row[top + 1]),
-                                     _mm512_packus_epi16(m.row[top + 2], m.row[top + 3]));
+// Leaves the samples of lines 2 i and 2 i + 1 in bytes 64 i to 64 i + 63, a block in each 16.
+TKMJPG_TARGET_AVX512 void TransformToSamples(const McuJob& job) {
+  PrefetchBandBelow(job.rows, job.row_count, job.offset);
+  McuRegisters m;
+  TransformMcu(job.coefficients, job.dequant, m);
+  for (int i = 0; i < 4; ++i) {
+    _mm512_store_si512(job.samples + 64 * i, _mm512_packus_epi16(m.row[2 * i], m.row[2 * i + 1]));
+  }
+}
+
+template <bool kFull, int kPixelBytes, int kLastByte, int kTop>
+TKMJPG_TARGET_AVX512 void WriteFourLines(const McuJob& job) {
+  const FourLines lines = SplitLines(_mm512_load_si512(job.samples + 32 * kTop),
+                                     _mm512_load_si512(job.samples + 32 * kTop + 64));
   const Colours chroma = ChromaTerms<kFull>(lines.cb, lines.cr);
   const Colours even = LumaTerms<kFull>(lines.even), odd = LumaTerms<kFull>(lines.odd);
   const Colours bytes = {_mm512_packus_epi16(Level(even.b, chroma.b), Level(odd.b, chroma.b)),
                          _mm512_packus_epi16(Level(even.g, chroma.g), Level(odd.g, chroma.g)),
                          _mm512_packus_epi16(Level(even.r, chroma.r), Level(odd.r, chroma.r))};
-  const int left = row_count - top;
-  if (left > 0) StoreBgrLine<kPixelBytes, kLastByte, 0>(bytes, rows[top] + offset);
-  if (left > 1) StoreBgrLine<kPixelBytes, kLastByte, 1>(bytes, rows[top + 1] + offset);
-  if (left > 2) StoreBgrLine<kPixelBytes, kLastByte, 2>(bytes, rows[top + 2] + offset);
-  if (left > 3) StoreBgrLine<kPixelBytes, kLastByte, 3>(bytes, rows[top + 3] + offset);
+  const int left = job.row_count - kTop;
+  if (left > 0) StoreBgrLine<kPixelBytes, kLastByte, 0>(bytes, job.rows[kTop] + job.offset);
+  if (left > 1) StoreBgrLine<kPixelBytes, kLastByte, 1>(bytes, job.rows[kTop + 1] + job.offset);
+  if (left > 2) StoreBgrLine<kPixelBytes, kLastByte, 2>(bytes, job.rows[kTop + 2] + job.offset);
+  if (left > 3) StoreBgrLine<kPixelBytes, kLastByte, 3>(bytes, job.rows[kTop + 3] + job.offset);
 }
 
 template <bool kFull, int kPixelBytes, int kLastByte>
-TKMJPG_TARGET_AVX512 void WriteBgr(int16_t* coefficients, const uint16_t* dequant,
-                                   uint8_t* const rows[8], size_t offset, int row_count) {
-  PrefetchBandBelow(rows, row_count, offset);
-  McuRegisters m;
-  TransformMcu(coefficients, dequant, m);
-  WriteFourLines<kFull, kPixelBytes, kLastByte>(m, 0, rows, offset, row_count);
-  WriteFourLines<kFull, kPixelBytes, kLastByte>(m, 4, rows, offset, row_count);
-}
+constexpr McuWriter kWriteBgr = {TransformToSamples,
+                                 WriteFourLines<kFull, kPixelBytes, kLastByte, 0>,
+                                 WriteFourLines<kFull, kPixelBytes, kLastByte, 4>};
 
 // --- Any other layout ------------------------------------------------------------------------
 
 template <McuConverter kConvert>
-TKMJPG_TARGET_AVX512 void WriteConverted(int16_t* coefficients, const uint16_t* dequant,
-                                         uint8_t* const rows[8], size_t offset, int row_count) {
-  McuRegisters m;
-  TransformMcu(coefficients, dequant, m);
+TKMJPG_TARGET_AVX512 void WriteConverted(const McuJob& job) {
+  TransformToSamples(job);
   alignas(64) uint8_t samples[kMcuBlockBytes];
   for (int i = 0; i < 4; ++i) {
-    alignas(64) uint8_t two_lines[64];
-    _mm512_store_si512(two_lines, _mm512_packus_epi16(m.row[2 * i], m.row[2 * i + 1]));
-    for (int l = 0; l < 4; ++l) std::copy_n(two_lines + 16 * l, 16, samples + 64 * l + 16 * i);
+    for (int l = 0; l < 4; ++l) {
+      std::copy_n(job.samples + 64 * i + 16 * l, 16, samples + 64 * l + 16 * i);
+    }
   }
   uint8_t* cursors[8];
-  for (int r = 0; r < row_count; ++r) cursors[r] = rows[r] + offset;
-  kConvert(cursors, samples, row_count);
+  for (int r = 0; r < job.row_count; ++r) cursors[r] = job.rows[r] + job.offset;
+  kConvert(cursors, samples, job.row_count);
 }
 
 }  // namespace
@@ -330,31 +332,31 @@ TKMJPG_TARGET_AVX512 void WriteConverted(int16_t* coefficients, const uint16_t* 
 McuWriter SelectWriterAvx512(PixelFormatCode format) {
   switch (format) {
     case PixelFormatCode::kYuyv:
-      return WriteYuv<false, true>;
+      return {WriteYuv<false, true>};
     case PixelFormatCode::kYuyvFull:
-      return WriteYuv<false, false>;
+      return {WriteYuv<false, false>};
     case PixelFormatCode::kUyvy:
-      return WriteYuv<true, true>;
+      return {WriteYuv<true, true>};
     case PixelFormatCode::kUyvyFull:
-      return WriteYuv<true, false>;
+      return {WriteYuv<true, false>};
     case PixelFormatCode::kBgr24:
-      return WriteBgr<false, 3, 0>;
+      return kWriteBgr<false, 3, 0>;
     case PixelFormatCode::kBgr24Full:
-      return WriteBgr<true, 3, 0>;
+      return kWriteBgr<true, 3, 0>;
     case PixelFormatCode::kBgrx32:
-      return WriteBgr<false, 4, 0>;
+      return kWriteBgr<false, 4, 0>;
     case PixelFormatCode::kBgrx32Full:
-      return WriteBgr<true, 4, 0>;
+      return kWriteBgr<true, 4, 0>;
     case PixelFormatCode::kBgra32:
-      return WriteBgr<false, 4, 255>;
+      return kWriteBgr<false, 4, 255>;
     case PixelFormatCode::kBgra32Full:
-      return WriteBgr<true, 4, 255>;
+      return kWriteBgr<true, 4, 255>;
     case PixelFormatCode::kRgb555:
-      return WriteConverted<ConvertMcuToRgb555>;
+      return {WriteConverted<ConvertMcuToRgb555>};
     case PixelFormatCode::kRgb565:
-      return WriteConverted<ConvertMcuToRgb565>;
+      return {WriteConverted<ConvertMcuToRgb565>};
     default:
-      return nullptr;
+      return {};
   }
 }
 
