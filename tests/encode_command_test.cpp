@@ -162,4 +162,15 @@ TEST_F(EncodeCommand, FieldsReturnToTheirLines) {
   }
 }
 
+TEST_F(EncodeCommand, AnInterruptedFilmIsWhole) {
+  const int status = std::system(("timeout --preserve-status -s INT 0.5 " TKMJPG_COMMAND
+                                  " encode testcard:64x48@25:1000000000 " +
+                                  folder_.Path("x.avi") + " 2>/dev/null")
+                                     .c_str());
+  EXPECT_EQ(WEXITSTATUS(status), 130);
+  const Result info = Run("info x.avi");
+  EXPECT_EQ(info.code, 0);
+  EXPECT_EQ(info.out.find("cut"), std::string::npos) << info.out;
+}
+
 }  // namespace

@@ -11,6 +11,7 @@
 #include "driver/stored_settings.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/frame_encoder.h"
+#include "tools/tkmjpg/interrupt.h"
 #include "tools/tkmjpg/media/open_input.h"
 #include "tools/tkmjpg/media/open_output.h"
 #include "tools/tkmjpg/ordered_pipeline.h"
@@ -38,7 +39,10 @@ constexpr char kFooter[] =
     "--top-image-first is for them. 4:2:0 chroma is interpolated between lines where its\n"
     "siting says, within each field of interlaced video. Full-range Y4M becomes 16 to 235.\n"
     "\n"
-    "Frames count from 0 in messages. Exit code: 0 done, 1 bad input, 2 bad usage.";
+    "Ctrl-C ends the film with the frames read until then, in a whole file.\n"
+    "\n"
+    "Frames count from 0 in messages. Exit code: 0 done, 1 bad input, 2 bad usage, 130\n"
+    "interrupted.";
 
 struct EncodeOptions {
   std::string input, output;
@@ -112,8 +116,10 @@ class EncodeRun {
                   reader_->FrameCount()) {}
 
   void Run() {
+    CatchInterrupts();
     try {
       options_.HasRateControl() ? CodeInSequence() : CodeAtOnce();
+      if (progress_.Frames() == 0) StopIfInterrupted();
       if (progress_.Frames() == 0) throw InputError(options_.input + ": holds no frame");
     } catch (const InputError&) {
       if (options_.keep_going && progress_.Frames() > 0) Finish();
@@ -163,9 +169,16 @@ class EncodeRun {
     Picture picture;
   };
 
+  // An interrupted film ends with its last whole frame: it may be a capture.
   bool Read(Frame& frame) {
+    if (Interrupted()) return false;
     frame.number = next_++;
-    return reader_->Read(frame.raw);
+    try {
+      return reader_->Read(frame.raw);
+    } catch (const InputError&) {
+      if (!Interrupted()) throw;
+      return false;
+    }
   }
 
   void Encode(FrameEncoder& encoder, const Picture& picture, CodecCarryState* carry,

@@ -4,6 +4,7 @@
 
 #include "tkmjpg.h"
 #include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/interrupt.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -33,6 +34,7 @@ FieldOrder OrderOf(const FrameAnalysis& frame, uint32_t flags) {
 
 FilmInput::FilmInput(const std::string& path, bool pairs, uint32_t flags)
     : path_(path), stream_(OpenStream(path, pairs)), format_(stream_.reader->Format()) {
+  CatchInterrupts();
   problems_ = stream_.Problems();
   for (Bytes stream; ahead_.size() < kMostAhead && stream_.reader->Read(stream);) {
     ahead_.push_back(stream);
@@ -76,6 +78,7 @@ void FilmInput::RequireSize() const {
 }
 
 bool FilmInput::Read(Bytes& stream) {
+  StopIfInterrupted();
   if (ahead_.empty()) return stream_.reader->Read(stream);
   stream = std::move(ahead_.front());
   ahead_.pop_front();

@@ -1,5 +1,6 @@
 // tkmjpg: the command. One file a subcommand; this one lists them and turns errors into exit codes.
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -12,6 +13,7 @@
 #include "tools/tkmjpg/encode_command.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/info_command.h"
+#include "tools/tkmjpg/interrupt.h"
 #include "tools/tkmjpg/md5_command.h"
 #include "tools/tkmjpg/repair_command.h"
 #include "tools/tkmjpg/testcard_command.h"
@@ -21,6 +23,7 @@ namespace {
 
 constexpr int kBadInput = 1;
 constexpr int kBadUsage = 2;
+constexpr int kInterrupted = 128 + SIGINT;
 
 void ForceCpu(const std::string& name) {
   const auto rung = CpuRungByName(name);
@@ -56,13 +59,15 @@ int Run(int argc, char** argv) {
   AddDoctorCommand(app);
   try {
     app.parse(argc, argv);
-    return 0;
+    return Interrupted() ? kInterrupted : 0;
   } catch (const CLI::Success& success) {
     return app.exit(success);
   } catch (const CLI::ParseError& error) {
     return Report(error, kBadUsage);
   } catch (const UsageError& error) {
     return Report(error, kBadUsage);
+  } catch (const Interruption& error) {
+    return Report(error, kInterrupted);
   } catch (const std::exception& error) {
     return Report(error, kBadInput);
   }

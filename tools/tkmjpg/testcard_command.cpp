@@ -4,6 +4,7 @@
 #include <string>
 
 #include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/interrupt.h"
 #include "tools/tkmjpg/media/open_frame_output.h"
 #include "tools/tkmjpg/media/test_card.h"
 
@@ -32,7 +33,9 @@ void WriteCard(const TestcardOptions& options) {
   }
   Bytes raw, packed;
   Picture picture;
+  CatchInterrupts();
   for (int64_t i = 0; reader->Read(raw); ++i) {
+    StopIfInterrupted();
     if (!all && i != options.frame) continue;
     reader->Unpack(raw, picture);
     writer->Pack(picture, packed);
