@@ -49,11 +49,12 @@ class FrameRepair {
   }
 
   void Copy(const ImageAnalysis& image) {
+    if (image.sof != kSof0) return Append(image.begin, image.end);  // not to be meddled with
     const size_t begin = Out().size();
     std::optional<size_t> size_fields;
     Out().insert(Out().end(), {0xFF, kSoi});
     for (const Segment& segment : image.segments) {
-      if (segment.end > image.scan_begin) break;  // between the scans of another kind of image
+      if (segment.end > image.scan_begin) break;  // damage behind the scan
       if (image.sizes && segment.payload + 6 == image.sizes->offset) {
         size_fields = Out().size() + (image.sizes->offset - segment.offset);
       }

@@ -20,7 +20,8 @@ struct RepairedFrame {
 
 // Images of another 4:2:2 shape than this codec's become it, with the same coefficients.
 // Puts in the standard Huffman tables that are missing, or takes standard ones out; writes right
-// AVI1 size fields; drops bytes ahead of, between and behind the images that are no fill and no
+// AVI1 size fields and ends that are missing; leaves images of other kinds than baseline as they are;
+// drops bytes ahead of, between and behind the images that are no fill and no
 // alpha segment. A sound frame comes back as it was.
 RepairedFrame RepairFrame(std::span<const uint8_t> frame, HuffmanRepair huffman);
 
