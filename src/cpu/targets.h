@@ -12,3 +12,7 @@
 #else
 #define TKMJPG_TARGET_AVX2
 #endif
+
+// For the parts of such functions: never a function of its own that the linker could share.
+#define TKMJPG_INLINE_AVX2 TKMJPG_TARGET_AVX2 inline __attribute__((always_inline))
+#define TKMJPG_INLINE_AVX512 TKMJPG_TARGET_AVX512 inline __attribute__((always_inline))

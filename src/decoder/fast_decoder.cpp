@@ -11,8 +11,6 @@
 namespace tkmjpg {
 namespace {
 
-#define TKMJPG_INLINE TKMJPG_TARGET_AVX2 inline __attribute__((always_inline))
-
 constexpr int kAcBits = 12, kDcBits = 10;
 
 // An entry of the AC table: what 12 bits resolve to, as fields of one word.
@@ -152,7 +150,7 @@ struct BitWindow {
 };
 
 // At least 56 bits. What is loaded beyond the counted bits is the same at the next refill.
-TKMJPG_INLINE void Refill(BitWindow& w) {
+TKMJPG_INLINE_AVX2 void Refill(BitWindow& w) {
   uint64_t word;
   std::memcpy(&word, w.next, 8);
   w.bits |= __builtin_bswap64(word) >> w.count;
@@ -160,12 +158,12 @@ TKMJPG_INLINE void Refill(BitWindow& w) {
   w.count |= 56;
 }
 
-TKMJPG_INLINE void Consume(BitWindow& w, uint32_t bits) {
+TKMJPG_INLINE_AVX2 void Consume(BitWindow& w, uint32_t bits) {
   w.bits <<= bits & 63;
   w.count -= bits & 63;
 }
 
-TKMJPG_INLINE uint32_t Peek(const BitWindow& w, uint32_t bits) {
+TKMJPG_INLINE_AVX2 uint32_t Peek(const BitWindow& w, uint32_t bits) {
   return static_cast<uint32_t>(w.bits >> (64 - bits));
 }
 
@@ -189,7 +187,7 @@ TKMJPG_TARGET_AVX2 LookupEntry LookUpPlain(BitWindow& w, const Lookup& lookup,
   return entry;
 }
 
-TKMJPG_INLINE int16_t TakeValue(BitWindow& w, const LookupEntry& entry) {
+TKMJPG_INLINE_AVX2 int16_t TakeValue(BitWindow& w, const LookupEntry& entry) {
   uint32_t index = entry.value_index;
   if (entry.extra != 0) {
     index += Peek(w, entry.extra);
@@ -217,7 +215,7 @@ __attribute__((noinline)) TKMJPG_TARGET_AVX2 uint32_t TakeLongAc(BitWindow& w, i
 }
 
 // The coefficient whose code, but not its amplitude, the table resolved.
-TKMJPG_INLINE bool TakeAmplitude(BitWindow& w, uint32_t entry, int16_t* block, uint32_t& k) {
+TKMJPG_INLINE_AVX2 bool TakeAmplitude(BitWindow& w, uint32_t entry, int16_t* block, uint32_t& k) {
   const uint32_t bits = entry & 63, size = entry >> 18 & 15, position = k + (entry >> 8 & 15);
   if ((entry >> 12 & 63) != 63 || size == 0 || position > 63) return false;
   Refill(w);
@@ -231,7 +229,7 @@ TKMJPG_INLINE bool TakeAmplitude(BitWindow& w, uint32_t entry, int16_t* block, u
 }
 
 template <bool kLuma>
-TKMJPG_INLINE void DecodeBlockFast(BitWindow& w, int16_t* block, int32_t& last_dc) {
+TKMJPG_INLINE_AVX2 void DecodeBlockFast(BitWindow& w, int16_t* block, int32_t& last_dc) {
   const AcTable& table = kLuma ? kAcLuma : kAcChroma;
   Refill(w);
   const int32_t dc = (kLuma ? kDcLuma : kDcChroma)[Peek(w, kDcBits)];

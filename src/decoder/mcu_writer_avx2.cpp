@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "cpu/lanes_avx2.h"
 #include "cpu/prefetch.h"
 #include "cpu/targets.h"
 #include "decoder/decoder_kernels.h"
@@ -18,13 +19,6 @@
 namespace tkmjpg {
 namespace {
 
-#define TKMJPG_INLINE TKMJPG_TARGET_AVX2 inline __attribute__((always_inline))
-
-// Rows of two blocks, a block in each 128-bit lane.
-struct BlockPair {
-  __m256i row[8];
-};
-
 // InverseScale, symmetric.
 constexpr std::array<int16_t, 64> MakeInverseScale() {
   std::array<int16_t, 64> scale{};
@@ -33,30 +27,22 @@ constexpr std::array<int16_t, 64> MakeInverseScale() {
 }
 alignas(64) constexpr std::array<int16_t, 64> kInverseScale = MakeInverseScale();
 
-TKMJPG_INLINE __m256i Load(const void* from) {
+TKMJPG_INLINE_AVX2 __m256i Load(const void* from) {
   return _mm256_load_si256(static_cast<const __m256i*>(from));
 }
-TKMJPG_INLINE __m256i LoadTwice(const void* from) {
+TKMJPG_INLINE_AVX2 __m256i LoadTwice(const void* from) {
   return _mm256_broadcastsi128_si256(_mm_load_si128(static_cast<const __m128i*>(from)));
 }
-TKMJPG_INLINE void StoreLow(uint8_t* to, __m256i bytes) {
+TKMJPG_INLINE_AVX2 void StoreLow(uint8_t* to, __m256i bytes) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_castsi256_si128(bytes));
 }
-TKMJPG_INLINE void StoreHigh(uint8_t* to, __m256i bytes) {
+TKMJPG_INLINE_AVX2 void StoreHigh(uint8_t* to, __m256i bytes) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_extracti128_si256(bytes, 1));
 }
-TKMJPG_INLINE __m256i Words(int value) { return _mm256_set1_epi16(static_cast<int16_t>(value)); }
-TKMJPG_INLINE __m256i Bytes(int value) { return _mm256_set1_epi8(static_cast<char>(value)); }
-TKMJPG_INLINE __m256i Add(__m256i a, __m256i b) { return _mm256_add_epi16(a, b); }
-TKMJPG_INLINE __m256i Sub(__m256i a, __m256i b) { return _mm256_sub_epi16(a, b); }
-TKMJPG_INLINE __m256i MulHigh(__m256i a, int constant) {
-  return _mm256_mulhi_epi16(a, Words(constant));
-}
-TKMJPG_INLINE __m256i Double(__m256i a) { return Add(a, a); }
-TKMJPG_INLINE __m256i Quadruple(__m256i a) { return _mm256_slli_epi16(a, 2); }
+TKMJPG_INLINE_AVX2 __m256i Bytes(int value) { return _mm256_set1_epi8(static_cast<char>(value)); }
 
 // The pass of inverse_dct.cpp on 16 rows or columns at once.
-TKMJPG_INLINE void InversePass(BlockPair& m) {
+TKMJPG_INLINE_AVX2 void InversePass(BlockPair& m) {
   __m256i* x = m.row;
   const __m256i a = Sub(x[5], x[3]), b = Add(x[5], x[3]);
   const __m256i c = Sub(x[1], x[7]), d = Add(x[1], x[7]);
@@ -81,33 +67,13 @@ TKMJPG_INLINE void InversePass(BlockPair& m) {
   x[4] = Sub(e3, t4);
 }
 
-// Exchanges rows and columns of the 8 x 8 words in each lane.
-TKMJPG_INLINE void Transpose(BlockPair& m) {
-  __m256i* x = m.row;
-  __m256i a[8], b[8];
-  for (int i = 0; i < 4; ++i) {
-    a[2 * i] = _mm256_unpacklo_epi16(x[2 * i], x[2 * i + 1]);
-    a[2 * i + 1] = _mm256_unpackhi_epi16(x[2 * i], x[2 * i + 1]);
-  }
-  for (int i = 0; i < 2; ++i) {
-    b[4 * i] = _mm256_unpacklo_epi32(a[4 * i], a[4 * i + 2]);
-    b[4 * i + 1] = _mm256_unpackhi_epi32(a[4 * i], a[4 * i + 2]);
-    b[4 * i + 2] = _mm256_unpacklo_epi32(a[4 * i + 1], a[4 * i + 3]);
-    b[4 * i + 3] = _mm256_unpackhi_epi32(a[4 * i + 1], a[4 * i + 3]);
-  }
-  for (int i = 0; i < 4; ++i) {
-    x[2 * i] = _mm256_unpacklo_epi64(b[i], b[i + 4]);
-    x[2 * i + 1] = _mm256_unpackhi_epi64(b[i], b[i + 4]);
-  }
-}
-
 // Two lines of samples as bytes: in each lane one line, of the left and right block, or Cb and Cr.
 struct LinePairs {
   __m256i lines[4];
 };
 
 // Coefficients of two blocks to samples. Clears the coefficients.
-TKMJPG_INLINE LinePairs TransformPair(int16_t* coefficients, const uint16_t* dequant) {
+TKMJPG_INLINE_AVX2 LinePairs TransformPair(int16_t* coefficients, const uint16_t* dequant) {
   BlockPair m;
   for (int u = 0; u < 8; ++u) {
     int16_t* row = coefficients + 32 * u;
@@ -132,8 +98,8 @@ TKMJPG_INLINE LinePairs TransformPair(int16_t* coefficients, const uint16_t* deq
 // --- Packed YUV ------------------------------------------------------------------------------
 
 // Stores two lines, each a lane of `left` and `right`, as far as `line_count` goes.
-TKMJPG_INLINE void StoreYuvLines(__m256i left, __m256i right, uint8_t* const rows[2], size_t offset,
-                                 int line_count) {
+TKMJPG_INLINE_AVX2 void StoreYuvLines(__m256i left, __m256i right, uint8_t* const rows[2],
+                                      size_t offset, int line_count) {
   if (line_count > 0) {
     StoreLow(rows[0] + offset, left);
     StoreLow(rows[0] + offset + 16, right);
@@ -163,7 +129,7 @@ TKMJPG_TARGET_AVX2 void WriteYuv(const McuJob& job) {
 // --- RGB -------------------------------------------------------------------------------------
 
 // Without the constant; words of 256 times the sample.
-TKMJPG_INLINE __m256i Term(const TermRule& rule, __m256i high) {
+TKMJPG_INLINE_AVX2 __m256i Term(const TermRule& rule, __m256i high) {
   const __m256i x = _mm256_or_si256(high, Words(rule.bias));
   const __m256i part = _mm256_mulhi_epu16(x, Words(rule.factor));
   return Add(_mm256_mulhi_epu16(x, Words(256 * rule.multiple)),
@@ -175,12 +141,12 @@ struct Colours {
 };
 
 // A comparison's result is -1 where it holds: subtracting it adds one there.
-TKMJPG_INLINE __m256i AddWhere(__m256i condition, __m256i x) { return Sub(x, condition); }
+TKMJPG_INLINE_AVX2 __m256i AddWhere(__m256i condition, __m256i x) { return Sub(x, condition); }
 
 // The sums of the terms of the chroma of eight pairs of two lines and of all constants; the samples
 // 256 times.
 template <bool kFull>
-TKMJPG_INLINE Colours ChromaTerms(__m256i cb, __m256i cr) {
+TKMJPG_INLINE_AVX2 Colours ChromaTerms(__m256i cb, __m256i cr) {
   constexpr int kLumaB = kFull ? 30 : kLuma601B.constant, kLumaG = kFull ? 30 : kLuma601G.constant;
   const __m256i inverse = Words(0xFF00);
   const __m256i g =
@@ -195,7 +161,7 @@ TKMJPG_INLINE Colours ChromaTerms(__m256i cb, __m256i cr) {
 
 // Luma terms without their constants; the samples 256 times.
 template <bool kFull>
-TKMJPG_INLINE Colours LumaTerms(__m256i high) {
+TKMJPG_INLINE_AVX2 Colours LumaTerms(__m256i high) {
   const __m256i y = _mm256_srli_epi16(high, 8);
   if constexpr (kFull) {
     const __m256i g = _mm256_srli_epi16(high, 2);
@@ -210,7 +176,7 @@ TKMJPG_INLINE Colours LumaTerms(__m256i high) {
 
 // Bytes of the even pixels, then of the odd ones, of a line in each lane. A level is a sum of terms
 // over 64. Sums above 32767 are limited there, far above 255 levels.
-TKMJPG_INLINE __m256i Levels(__m256i even, __m256i odd, __m256i chroma) {
+TKMJPG_INLINE_AVX2 __m256i Levels(__m256i even, __m256i odd, __m256i chroma) {
   return _mm256_packus_epi16(_mm256_srai_epi16(_mm256_adds_epi16(even, chroma), 6),
                              _mm256_srai_epi16(_mm256_adds_epi16(odd, chroma), 6));
 }
@@ -221,7 +187,7 @@ struct PixelLines {
 };
 
 // `last` is the fourth byte of all pixels.
-TKMJPG_INLINE PixelLines InterleavePixels(const Colours& bytes, __m256i last) {
+TKMJPG_INLINE_AVX2 PixelLines InterleavePixels(const Colours& bytes, __m256i last) {
   const __m256i even_bg = _mm256_unpacklo_epi8(bytes.b, bytes.g);
   const __m256i odd_bg = _mm256_unpackhi_epi8(bytes.b, bytes.g);
   const __m256i even_rx = _mm256_unpacklo_epi8(bytes.r, last);
@@ -235,7 +201,7 @@ TKMJPG_INLINE PixelLines InterleavePixels(const Colours& bytes, __m256i last) {
 }
 
 // Drops the fourth bytes: three registers of 16 bytes of each line.
-TKMJPG_INLINE void DropFourth(PixelLines& lines) {
+TKMJPG_INLINE_AVX2 void DropFourth(PixelLines& lines) {
   const __m256i drop = _mm256_broadcastsi128_si256(
       _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
   __m256i* p = lines.pixels;
@@ -246,8 +212,8 @@ TKMJPG_INLINE void DropFourth(PixelLines& lines) {
 }
 
 template <int kPixelBytes>
-TKMJPG_INLINE void StoreBgrLines(PixelLines lines, uint8_t* const rows[2], size_t offset,
-                                 int line_count) {
+TKMJPG_INLINE_AVX2 void StoreBgrLines(PixelLines lines, uint8_t* const rows[2], size_t offset,
+                                      int line_count) {
   if (kPixelBytes == 3) DropFourth(lines);
   for (int i = 0; i < kPixelBytes; ++i) {
     if (line_count > 0) StoreLow(rows[0] + offset + 16 * i, lines.pixels[i]);
@@ -277,7 +243,7 @@ TKMJPG_TARGET_AVX2 void WriteBgr(const McuJob& job) {
 // --- Any other layout ------------------------------------------------------------------------
 
 // Two lines of two blocks into McuBlocks.
-TKMJPG_INLINE void StoreSamples(__m256i lines, uint8_t* first_block, int line) {
+TKMJPG_INLINE_AVX2 void StoreSamples(__m256i lines, uint8_t* first_block, int line) {
   const __m256i by_block = _mm256_permute4x64_epi64(lines, 0xD8);
   StoreLow(first_block + 8 * line, by_block);
   StoreHigh(first_block + 64 + 8 * line, by_block);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "cpu/lanes_avx512.h"
 #include "cpu/prefetch.h"
 #include "cpu/targets.h"
 #include "decoder/decoder_kernels.h"
@@ -16,12 +17,6 @@
 
 namespace tkmjpg {
 namespace {
-
-#define TKMJPG_INLINE TKMJPG_TARGET_AVX512 inline __attribute__((always_inline))
-
-struct McuRegisters {
-  __m512i row[8];
-};
 
 using ByteIndex = std::array<uint8_t, 64>;
 
@@ -35,17 +30,8 @@ constexpr std::array<int16_t, kMcuWords> MakeLaneScale() {
 }
 alignas(64) constexpr std::array<int16_t, kMcuWords> kLaneScale = MakeLaneScale();
 
-TKMJPG_INLINE __m512i Words(int value) { return _mm512_set1_epi16(static_cast<int16_t>(value)); }
-TKMJPG_INLINE __m512i Add(__m512i a, __m512i b) { return _mm512_add_epi16(a, b); }
-TKMJPG_INLINE __m512i Sub(__m512i a, __m512i b) { return _mm512_sub_epi16(a, b); }
-TKMJPG_INLINE __m512i MulHigh(__m512i a, int16_t constant) {
-  return _mm512_mulhi_epi16(a, _mm512_set1_epi16(constant));
-}
-TKMJPG_INLINE __m512i Double(__m512i a) { return Add(a, a); }
-TKMJPG_INLINE __m512i Quadruple(__m512i a) { return _mm512_slli_epi16(a, 2); }
-
 // The pass of inverse_dct.cpp on 32 rows or columns at once.
-TKMJPG_INLINE void InversePass(McuRegisters& m) {
+TKMJPG_INLINE_AVX512 void InversePass(McuRegisters& m) {
   __m512i* x = m.row;
   const __m512i a = Sub(x[5], x[3]), b = Add(x[5], x[3]);
   const __m512i c = Sub(x[1], x[7]), d = Add(x[1], x[7]);
@@ -70,28 +56,9 @@ TKMJPG_INLINE void InversePass(McuRegisters& m) {
   x[4] = Sub(e3, t4);
 }
 
-// Exchanges rows and columns of the 8 x 8 words in each 128-bit lane.
-TKMJPG_INLINE void Transpose(McuRegisters& m) {
-  __m512i* x = m.row;
-  __m512i a[8], b[8];
-  for (int i = 0; i < 4; ++i) {
-    a[2 * i] = _mm512_unpacklo_epi16(x[2 * i], x[2 * i + 1]);
-    a[2 * i + 1] = _mm512_unpackhi_epi16(x[2 * i], x[2 * i + 1]);
-  }
-  for (int i = 0; i < 2; ++i) {
-    b[4 * i] = _mm512_unpacklo_epi32(a[4 * i], a[4 * i + 2]);
-    b[4 * i + 1] = _mm512_unpackhi_epi32(a[4 * i], a[4 * i + 2]);
-    b[4 * i + 2] = _mm512_unpacklo_epi32(a[4 * i + 1], a[4 * i + 3]);
-    b[4 * i + 3] = _mm512_unpackhi_epi32(a[4 * i + 1], a[4 * i + 3]);
-  }
-  for (int i = 0; i < 4; ++i) {
-    x[2 * i] = _mm512_unpacklo_epi64(b[i], b[i + 4]);
-    x[2 * i + 1] = _mm512_unpackhi_epi64(b[i], b[i + 4]);
-  }
-}
-
 // Coefficients to rows of samples as words, not yet limited to bytes. Clears the coefficients.
-TKMJPG_INLINE void TransformMcu(int16_t* coefficients, const uint16_t* dequant, McuRegisters& m) {
+TKMJPG_INLINE_AVX512 void TransformMcu(int16_t* coefficients, const uint16_t* dequant,
+                                       McuRegisters& m) {
   for (int u = 0; u < 8; ++u) {
     int16_t* row = coefficients + 32 * u;
     const __m512i product =
@@ -130,7 +97,7 @@ template <bool kChromaFirst>
 alignas(64) constexpr ByteIndex kYuvIndex = MakeYuvIndex<kChromaFirst>();
 
 // Limits that hold luma, lanes 0 and 1, within 16 to 235 and leave chroma alone.
-TKMJPG_INLINE __m512i LimitLuma(__m512i samples) {
+TKMJPG_INLINE_AVX512 __m512i LimitLuma(__m512i samples) {
   const __m512i low = _mm512_maskz_set1_epi8(0xFFFFFFFF, 16);
   const __m512i high =
       _mm512_mask_set1_epi8(_mm512_set1_epi8(-1), 0xFFFFFFFF, static_cast<char>(235));
@@ -161,7 +128,7 @@ TKMJPG_TARGET_AVX512 void WriteYuv(const McuJob& job) {
 // --- RGB -------------------------------------------------------------------------------------
 
 // Without the constant; words of 256 times the sample.
-TKMJPG_INLINE __m512i Term(const TermRule& rule, __m512i high) {
+TKMJPG_INLINE_AVX512 __m512i Term(const TermRule& rule, __m512i high) {
   const __m512i x = _mm512_or_si512(high, Words(rule.bias));
   const __m512i part = _mm512_mulhi_epu16(x, Words(rule.factor));
   return Add(_mm512_mulhi_epu16(x, Words(256 * rule.multiple)),
@@ -174,7 +141,7 @@ struct Colours {
 
 // The sums of the terms of 32 pairs' chroma and of all constants; the samples 256 times.
 template <bool kFull>
-TKMJPG_INLINE Colours ChromaTerms(__m512i cb, __m512i cr) {
+TKMJPG_INLINE_AVX512 Colours ChromaTerms(__m512i cb, __m512i cr) {
   constexpr int kLumaB = kFull ? 30 : kLuma601B.constant, kLumaG = kFull ? 30 : kLuma601G.constant;
   const __m512i inverse = Words(0xFF00);
   const __m512i g =
@@ -189,7 +156,7 @@ TKMJPG_INLINE Colours ChromaTerms(__m512i cb, __m512i cr) {
 
 // Luma terms of 32 pixels without their constants; the samples 256 times.
 template <bool kFull>
-TKMJPG_INLINE Colours LumaTerms(__m512i y) {
+TKMJPG_INLINE_AVX512 Colours LumaTerms(__m512i y) {
   if constexpr (kFull) {
     const __m512i g = _mm512_srli_epi16(y, 2);
     const __mmask32 zero = _mm512_testn_epi16_mask(y, y);
@@ -206,7 +173,7 @@ TKMJPG_INLINE Colours LumaTerms(__m512i y) {
 }
 
 // A level is a sum of terms over 64. Sums above 32767 are limited there, far above 255 levels.
-TKMJPG_INLINE __m512i Level(__m512i luma, __m512i chroma) {
+TKMJPG_INLINE_AVX512 __m512i Level(__m512i luma, __m512i chroma) {
   return _mm512_srai_epi16(_mm512_adds_epi16(luma, chroma), 6);
 }
 
@@ -234,7 +201,7 @@ constexpr uint64_t ColourBytes(int pixel_bytes, int colour) {
 }
 
 template <int kPixelBytes, int kLastByte, int kLine>
-TKMJPG_INLINE void StoreBgrLine(const Colours& bytes, uint8_t* to) {
+TKMJPG_INLINE_AVX512 void StoreBgrLine(const Colours& bytes, uint8_t* to) {
   const __m512i index = _mm512_load_si512((kBgIndex<kPixelBytes, kLine>).data());
   __m512i pixels = _mm512_permutex2var_epi8(bytes.b, index, bytes.g);
   pixels = _mm512_mask_permutexvar_epi8(pixels, ColourBytes(kPixelBytes, 2), index, bytes.r);
@@ -252,7 +219,7 @@ struct FourLines {
   __m512i even, odd, cb, cr;
 };
 
-TKMJPG_INLINE FourLines SplitLines(__m512i first, __m512i second) {
+TKMJPG_INLINE_AVX512 FourLines SplitLines(__m512i first, __m512i second) {
   // Lane l of `lines`: lines 0 to 3 of block l, eight bytes each, spread over two registers; a
   // permutation brings a line's luma (16 bytes) and its chroma together.
   alignas(64) static constexpr std::array<uint8_t, 64> kLumaIndex = [] {

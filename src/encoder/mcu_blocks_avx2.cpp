@@ -5,6 +5,7 @@
 // bytes and put into zig-zag order, and a bit mask says which are not zero.
 #include <immintrin.h>
 
+#include "cpu/lanes_avx2.h"
 #include "cpu/prefetch.h"
 #include "cpu/targets.h"
 #include "encoder/colour_rules.h"
@@ -15,36 +16,26 @@
 namespace tkmjpg {
 namespace {
 
-#define TKMJPG_INLINE TKMJPG_TARGET_AVX2 inline __attribute__((always_inline))
-
-// Rows of two blocks, a block in each 128-bit lane.
-struct BlockPair {
-  __m256i row[8];
-};
-
 using LaneIndex = std::array<int8_t, 16>;
 
-TKMJPG_INLINE __m256i Words(uint32_t value) {
-  return _mm256_set1_epi16(static_cast<int16_t>(value));
-}
-TKMJPG_INLINE __m256i Load(const void* from) {
+TKMJPG_INLINE_AVX2 __m256i Load(const void* from) {
   return _mm256_loadu_si256(static_cast<const __m256i*>(from));
 }
-TKMJPG_INLINE void Store(void* to, __m256i value) {
+TKMJPG_INLINE_AVX2 void Store(void* to, __m256i value) {
   _mm256_storeu_si256(static_cast<__m256i*>(to), value);
 }
-TKMJPG_INLINE __m256i LoadTwice(const void* from) {
+TKMJPG_INLINE_AVX2 __m256i LoadTwice(const void* from) {
   return _mm256_broadcastsi128_si256(_mm_loadu_si128(static_cast<const __m128i*>(from)));
 }
-TKMJPG_INLINE __m256i LoadHalves(const uint8_t* low, const uint8_t* high) {
+TKMJPG_INLINE_AVX2 __m256i LoadHalves(const uint8_t* low, const uint8_t* high) {
   return _mm256_inserti128_si256(
       _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(low))),
       _mm_loadu_si128(reinterpret_cast<const __m128i*>(high)), 1);
 }
-TKMJPG_INLINE __m256i Shuffle(__m256i bytes, const LaneIndex& index) {
+TKMJPG_INLINE_AVX2 __m256i Shuffle(__m256i bytes, const LaneIndex& index) {
   return _mm256_shuffle_epi8(bytes, LoadTwice(index.data()));
 }
-TKMJPG_INLINE __m256i ExchangeMiddle(__m256i x) { return _mm256_permute4x64_epi64(x, 0xD8); }
+TKMJPG_INLINE_AVX2 __m256i ExchangeMiddle(__m256i x) { return _mm256_permute4x64_epi64(x, 0xD8); }
 
 // --- Reading two lines of an MCU --------------------------------------------------------------
 
@@ -54,15 +45,15 @@ struct LinePair {
 };
 
 // The low bytes of a's words and of b's side by side; the high bytes.
-TKMJPG_INLINE __m256i LowBytes(__m256i a, __m256i b) {
+TKMJPG_INLINE_AVX2 __m256i LowBytes(__m256i a, __m256i b) {
   return _mm256_or_si256(_mm256_and_si256(a, Words(0xFF)), _mm256_slli_epi16(b, 8));
 }
-TKMJPG_INLINE __m256i HighBytes(__m256i a, __m256i b) {
+TKMJPG_INLINE_AVX2 __m256i HighBytes(__m256i a, __m256i b) {
   return _mm256_or_si256(_mm256_srli_epi16(a, 8), _mm256_and_si256(b, Words(0xFF00)));
 }
 
 // Words that alternate between two blocks, to a lane each.
-TKMJPG_INLINE __m256i SplitPairs(__m256i words, bool exchange) {
+TKMJPG_INLINE_AVX2 __m256i SplitPairs(__m256i words, bool exchange) {
   constexpr LaneIndex kSplit = {0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15};
   constexpr LaneIndex kExchange = {2, 3, 6, 7, 10, 11, 14, 15, 0, 1, 4, 5, 8, 9, 12, 13};
   return ExchangeMiddle(Shuffle(words, exchange ? kExchange : kSplit));
@@ -71,7 +62,7 @@ TKMJPG_INLINE __m256i SplitPairs(__m256i words, bool exchange) {
 template <bool kChromaFirst, bool kCrFirst>
 struct PackedYuvReader {
   static constexpr int kMcuBytes = 32;
-  TKMJPG_INLINE static LinePair ReadPair(const uint8_t* first, const uint8_t* second) {
+  TKMJPG_INLINE_AVX2 static LinePair ReadPair(const uint8_t* first, const uint8_t* second) {
     const __m256i a = Load(first), b = Load(second);
     const __m256i low = LowBytes(a, b), high = HighBytes(a, b);
     return kChromaFirst ? LinePair{high, SplitPairs(low, kCrFirst)}
@@ -81,7 +72,7 @@ struct PackedYuvReader {
 
 // McuSamples: a line's bytes alternate between the four blocks.
 struct SampleReader {
-  TKMJPG_INLINE static LinePair ReadPair(const uint8_t* first, const uint8_t* second) {
+  TKMJPG_INLINE_AVX2 static LinePair ReadPair(const uint8_t* first, const uint8_t* second) {
     constexpr LaneIndex kSecondLuma = {-1, 0, -1, 4, -1, 8, -1, 12, -1, 1, -1, 5, -1, 9, -1, 13};
     constexpr LaneIndex kFirstLuma = {0, -1, 4, -1, 8, -1, 12, -1, 1, -1, 5, -1, 9, -1, 13, -1};
     const __m256i a = Load(first), b = Load(second);
@@ -114,7 +105,7 @@ struct PixelLoads {
 };
 
 template <int kPixelBytes, int kColour>
-TKMJPG_INLINE __m256i PickColour(__m256i a, __m256i b) {
+TKMJPG_INLINE_AVX2 __m256i PickColour(__m256i a, __m256i b) {
   using Loads = PixelLoads<kPixelBytes>;
   static constexpr LaneIndex kFirst = Loads::MakeIndex(kColour, false);
   static constexpr LaneIndex kSecond = Loads::MakeIndex(kColour, true);
@@ -122,7 +113,7 @@ TKMJPG_INLINE __m256i PickColour(__m256i a, __m256i b) {
 }
 
 template <int kPixelBytes>
-TKMJPG_INLINE Colours LoadPixels(const uint8_t* line) {
+TKMJPG_INLINE_AVX2 Colours LoadPixels(const uint8_t* line) {
   constexpr int kStep = PixelLoads<kPixelBytes>::kStep;
   const __m256i a = LoadHalves(line, line + 8 * kPixelBytes);
   const __m256i b = LoadHalves(line + kStep, line + 8 * kPixelBytes + kStep);
@@ -130,13 +121,13 @@ TKMJPG_INLINE Colours LoadPixels(const uint8_t* line) {
           PickColour<kPixelBytes, 2>(a, b)};
 }
 
-TKMJPG_INLINE __m256i Product(const ColourRule& rule, __m256i colour) {
+TKMJPG_INLINE_AVX2 __m256i Product(const ColourRule& rule, __m256i colour) {
   return _mm256_mulhi_epu16(colour, Words(rule.factor));
 }
 
 // Luma of 16 pixels in the high bytes: the sum of the three parts and 66, in quarters; [66, 942] x
 // 64 fits 16 bits.
-TKMJPG_INLINE __m256i LumaWords(const Colours& c) {
+TKMJPG_INLINE_AVX2 __m256i LumaWords(const Colours& c) {
   const __m256i whole = Words(0xFFC0);
   const __m256i biased = _mm256_or_si256(c.r, Words(kLumaR.bias));
   const __m256i lr = _mm256_and_si256(Product(kLumaR, biased), whole);
@@ -146,7 +137,7 @@ TKMJPG_INLINE __m256i LumaWords(const Colours& c) {
 }
 
 // Cb and Cr of the eight pairs, which alternate in fours: quarters summed over a pair, and 1026.
-TKMJPG_INLINE __m256i ChromaWords(const Colours& c) {
+TKMJPG_INLINE_AVX2 __m256i ChromaWords(const Colours& c) {
   const __m256i cb_r = _mm256_srli_epi16(Product(kCbR, c.r), 7);
   const __m256i cb_g = _mm256_srli_epi16(Product(kCbG, c.g), 7);
   const __m256i cb_b = _mm256_srli_epi16(Product(kCbB, c.b), 7);
@@ -164,7 +155,7 @@ TKMJPG_INLINE __m256i ChromaWords(const Colours& c) {
 template <int kPixelBytes>
 struct BgrReader {
   static constexpr int kMcuBytes = 16 * kPixelBytes;
-  TKMJPG_INLINE static LinePair ReadPair(const uint8_t* first, const uint8_t* second) {
+  TKMJPG_INLINE_AVX2 static LinePair ReadPair(const uint8_t* first, const uint8_t* second) {
     const Colours a = LoadPixels<kPixelBytes>(first), b = LoadPixels<kPixelBytes>(second);
     const __m256i chroma = _mm256_or_si256(ChromaWords(a), _mm256_slli_epi16(ChromaWords(b), 8));
     return {HighBytes(LumaWords(a), LumaWords(b)), ExchangeMiddle(chroma)};
@@ -173,14 +164,8 @@ struct BgrReader {
 
 // --- Transform --------------------------------------------------------------------------------
 
-TKMJPG_INLINE __m256i Add(__m256i a, __m256i b) { return _mm256_add_epi16(a, b); }
-TKMJPG_INLINE __m256i Sub(__m256i a, __m256i b) { return _mm256_sub_epi16(a, b); }
-TKMJPG_INLINE __m256i MulHigh(__m256i a, int16_t constant) {
-  return _mm256_mulhi_epi16(a, _mm256_set1_epi16(constant));
-}
-
 // The pass of forward_dct.cpp on 16 rows or columns at once.
-TKMJPG_INLINE void ForwardPass(BlockPair& m) {
+TKMJPG_INLINE_AVX2 void ForwardPass(BlockPair& m) {
   __m256i* x = m.row;
   const __m256i s0 = Add(x[0], x[7]), d0 = Sub(x[0], x[7]);
   const __m256i s1 = Add(x[1], x[6]), d1 = Sub(x[1], x[6]);
@@ -205,28 +190,8 @@ TKMJPG_INLINE void ForwardPass(BlockPair& m) {
   x[3] = Sub(e, l);
 }
 
-// Exchanges rows and columns of the 8 x 8 words in each lane.
-TKMJPG_INLINE void Transpose(BlockPair& m) {
-  __m256i* x = m.row;
-  __m256i a[8], b[8];
-  for (int i = 0; i < 4; ++i) {
-    a[2 * i] = _mm256_unpacklo_epi16(x[2 * i], x[2 * i + 1]);
-    a[2 * i + 1] = _mm256_unpackhi_epi16(x[2 * i], x[2 * i + 1]);
-  }
-  for (int i = 0; i < 2; ++i) {
-    b[4 * i] = _mm256_unpacklo_epi32(a[4 * i], a[4 * i + 2]);
-    b[4 * i + 1] = _mm256_unpackhi_epi32(a[4 * i], a[4 * i + 2]);
-    b[4 * i + 2] = _mm256_unpacklo_epi32(a[4 * i + 1], a[4 * i + 3]);
-    b[4 * i + 3] = _mm256_unpackhi_epi32(a[4 * i + 1], a[4 * i + 3]);
-  }
-  for (int i = 0; i < 4; ++i) {
-    x[2 * i] = _mm256_unpacklo_epi64(b[i], b[i + 4]);
-    x[2 * i + 1] = _mm256_unpackhi_epi64(b[i], b[i + 4]);
-  }
-}
-
 // The four line pairs of two blocks to their eight columns of samples, as words.
-TKMJPG_INLINE void SpreadColumns(const __m256i pairs[4], BlockPair& m) {
+TKMJPG_INLINE_AVX2 void SpreadColumns(const __m256i pairs[4], BlockPair& m) {
   const __m256i a = _mm256_unpacklo_epi16(pairs[0], pairs[1]);
   const __m256i b = _mm256_unpackhi_epi16(pairs[0], pairs[1]);
   const __m256i c = _mm256_unpacklo_epi16(pairs[2], pairs[3]);
@@ -249,7 +214,7 @@ constexpr std::array<int16_t, 64> MakeBias() {
 alignas(64) constexpr std::array<int16_t, 64> kBias = MakeBias();
 
 // A level is never above 2047 and that of 0 is 0, so that the sign is put back to all.
-TKMJPG_INLINE void Quantise(BlockPair& m, const QuantiserTable& quantiser) {
+TKMJPG_INLINE_AVX2 void Quantise(BlockPair& m, const QuantiserTable& quantiser) {
   for (int v = 0; v < 8; ++v) {
     const __m256i c = Add(m.row[v], LoadTwice(kBias.data() + 8 * v));
     const __m256i magnitude =
@@ -261,8 +226,8 @@ TKMJPG_INLINE void Quantise(BlockPair& m, const QuantiserTable& quantiser) {
 }
 
 // Line pairs to quantised coefficients in rows, natural order.
-TKMJPG_INLINE void TransformAndQuantise(const __m256i pairs[4], const QuantiserTable& quantiser,
-                                        BlockPair& m) {
+TKMJPG_INLINE_AVX2 void TransformAndQuantise(const __m256i pairs[4],
+                                             const QuantiserTable& quantiser, BlockPair& m) {
   SpreadColumns(pairs, m);
   ForwardPass(m);
   Transpose(m);
@@ -284,11 +249,11 @@ constexpr LaneIndex MakeZigZagIndex(int q, int i) {
 template <int q, int i>
 constexpr LaneIndex kZigZagIndex = MakeZigZagIndex(q, i);
 
-TKMJPG_INLINE __m256i Or(__m256i a, __m256i b) { return _mm256_or_si256(a, b); }
+TKMJPG_INLINE_AVX2 __m256i Or(__m256i a, __m256i b) { return _mm256_or_si256(a, b); }
 
 // One quarter of both blocks. The outer quarters have nothing of the rows at the other end.
 template <int q>
-TKMJPG_INLINE __m256i ZigZagQuarter(const __m256i rows[4]) {
+TKMJPG_INLINE_AVX2 __m256i ZigZagQuarter(const __m256i rows[4]) {
   const __m256i inner =
       Or(Shuffle(rows[1], kZigZagIndex<q, 1>), Shuffle(rows[2], kZigZagIndex<q, 2>));
   if constexpr (q == 0) return Or(inner, Shuffle(rows[0], kZigZagIndex<q, 0>));
@@ -296,12 +261,13 @@ TKMJPG_INLINE __m256i ZigZagQuarter(const __m256i rows[4]) {
   return Or(inner, Or(Shuffle(rows[0], kZigZagIndex<q, 0>), Shuffle(rows[3], kZigZagIndex<q, 3>)));
 }
 
-TKMJPG_INLINE uint64_t NonZero(__m256i bytes) {
+TKMJPG_INLINE_AVX2 uint64_t NonZero(__m256i bytes) {
   const __m256i zeros = _mm256_cmpeq_epi8(bytes, _mm256_setzero_si256());
   return ~static_cast<uint32_t>(_mm256_movemask_epi8(zeros));
 }
 
-TKMJPG_INLINE void StoreBlock(CodedBlock& block, __m256i low, __m256i high, int dc, bool limited) {
+TKMJPG_INLINE_AVX2 void StoreBlock(CodedBlock& block, __m256i low, __m256i high, int dc,
+                                   bool limited) {
   Store(block.levels.data(), low);
   Store(block.levels.data() + 32, high);
   block.nonzero = NonZero(low) | NonZero(high) << 32;
@@ -310,14 +276,14 @@ TKMJPG_INLINE void StoreBlock(CodedBlock& block, __m256i low, __m256i high, int 
 }
 
 // Whether a byte is at an end of its range, where narrowing may have limited it.
-TKMJPG_INLINE bool AnyLimited(__m256i a, __m256i b, __m256i c, __m256i d) {
+TKMJPG_INLINE_AVX2 bool AnyLimited(__m256i a, __m256i b, __m256i c, __m256i d) {
   const __m256i ab = _mm256_max_epu8(_mm256_abs_epi8(a), _mm256_abs_epi8(b));
   const __m256i cd = _mm256_max_epu8(_mm256_abs_epi8(c), _mm256_abs_epi8(d));
   const __m256i excess = _mm256_subs_epu8(_mm256_max_epu8(ab, cd), _mm256_set1_epi8(126));
   return _mm256_testz_si256(excess, excess) == 0;
 }
 
-TKMJPG_INLINE void StorePair(const BlockPair& m, CodedBlock* blocks, int16_t* words) {
+TKMJPG_INLINE_AVX2 void StorePair(const BlockPair& m, CodedBlock* blocks, int16_t* words) {
   __m256i rows[4];
   for (int i = 0; i < 4; ++i) rows[i] = _mm256_packs_epi16(m.row[2 * i], m.row[2 * i + 1]);
   const __m256i q0 = ZigZagQuarter<0>(rows), q1 = ZigZagQuarter<1>(rows);
@@ -335,9 +301,9 @@ TKMJPG_INLINE void StorePair(const BlockPair& m, CodedBlock* blocks, int16_t* wo
 // --- Rows -------------------------------------------------------------------------------------
 
 template <typename Reader>
-TKMJPG_INLINE void TransformMcu(const uint8_t* const rows[8], size_t offset,
-                                const std::array<QuantiserTable, 2>& quantisers, BlockPair& luma,
-                                BlockPair& chroma) {
+TKMJPG_INLINE_AVX2 void TransformMcu(const uint8_t* const rows[8], size_t offset,
+                                     const std::array<QuantiserTable, 2>& quantisers,
+                                     BlockPair& luma, BlockPair& chroma) {
   __m256i luma_pairs[4], chroma_pairs[4];
   for (int i = 0; i < 4; ++i) {
     const LinePair pair = Reader::ReadPair(rows[2 * i] + offset, rows[2 * i + 1] + offset);
@@ -349,9 +315,9 @@ TKMJPG_INLINE void TransformMcu(const uint8_t* const rows[8], size_t offset,
 }
 
 template <typename Reader>
-TKMJPG_INLINE void AddMcu(const uint8_t* const rows[8], size_t offset,
-                          const std::array<QuantiserTable, 2>& quantisers, McuChunk& chunk,
-                          uint32_t mcu) {
+TKMJPG_INLINE_AVX2 void AddMcu(const uint8_t* const rows[8], size_t offset,
+                               const std::array<QuantiserTable, 2>& quantisers, McuChunk& chunk,
+                               uint32_t mcu) {
   BlockPair luma, chroma;
   TransformMcu<Reader>(rows, offset, quantisers, luma, chroma);
   StorePair(luma, &chunk.blocks[4 * mcu], chunk.words[2 * mcu].data());

@@ -18,8 +18,6 @@
 namespace tkmjpg {
 namespace {
 
-#define TKMJPG_INLINE TKMJPG_TARGET_AVX2 inline __attribute__((always_inline))
-
 // (code and amplitude) << 6 | bits in all, by run << 8 | coefficient as a byte; and by run << 8 for
 // the codes of no coefficient: EOB is run 0, ZRL run 15.
 using ByteSymbolTable = std::array<uint32_t, 16 * 256>;
@@ -50,29 +48,29 @@ struct BitSink {
 };
 
 // Appends the symbol of a table entry, at most 27 bits.
-TKMJPG_INLINE void Put(BitSink& sink, uint32_t entry) {
+TKMJPG_INLINE_AVX2 void Put(BitSink& sink, uint32_t entry) {
   const uint32_t length = entry & 63;
   sink.accumulator = sink.accumulator << length | entry >> 6;
   sink.count += length;
 }
 
 // Moves the whole bytes out, at most seven: to be called before more than 57 bits are pending.
-TKMJPG_INLINE void Drain(BitSink& sink) {
+TKMJPG_INLINE_AVX2 void Drain(BitSink& sink) {
   const uint64_t bytes = __builtin_bswap64(sink.accumulator << (-sink.count & 63));
   std::memcpy(sink.write, &bytes, 8);
   sink.write += sink.count >> 3;
   sink.count &= 7;
 }
 
-TKMJPG_INLINE uint32_t ValueEntry(const uint32_t* table, int32_t value) {
+TKMJPG_INLINE_AVX2 uint32_t ValueEntry(const uint32_t* table, int32_t value) {
   const uint32_t size = 32 - _lzcnt_u32(static_cast<uint32_t>(std::abs(value)));
   const uint32_t complement = static_cast<uint32_t>(value + (value >> 31));
   return table[size] + (_bzhi_u32(complement, size) << 6);
 }
 
 // The AC coefficients of a block, one after the other, and EOB.
-TKMJPG_INLINE void PutCoefficients(BitSink& sink, const CodedBlock& block,
-                                   const ByteSymbolTable& symbols) {
+TKMJPG_INLINE_AVX2 void PutCoefficients(BitSink& sink, const CodedBlock& block,
+                                        const ByteSymbolTable& symbols) {
   uint64_t rest = block.nonzero;
   uint64_t next = 1;  // the position behind the last symbol
   while (rest != 0) {

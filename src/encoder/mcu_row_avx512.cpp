@@ -10,6 +10,7 @@
 #include <bit>
 #include <cstring>
 
+#include "cpu/lanes_avx512.h"
 #include "cpu/prefetch.h"
 #include "cpu/targets.h"
 #include "encoder/colour_rules.h"
@@ -19,13 +20,6 @@
 
 namespace tkmjpg {
 namespace {
-
-#define TKMJPG_INLINE TKMJPG_TARGET_AVX512 inline __attribute__((always_inline))
-
-// Lanes of a McuRegister: left luma, right luma, Cb, Cr.
-struct McuRegisters {
-  __m512i row[8];
-};
 
 using ByteIndex = std::array<uint8_t, 64>;
 
@@ -79,10 +73,12 @@ alignas(64) constexpr ByteIndex kGatherIndex = MakeGatherIndex<Order>();
 
 alignas(64) constexpr ByteIndex kZigZagIndex = kZigZag;
 
-TKMJPG_INLINE __m512i LoadIndex(const ByteIndex& index) { return _mm512_load_si512(index.data()); }
+TKMJPG_INLINE_AVX512 __m512i LoadIndex(const ByteIndex& index) {
+  return _mm512_load_si512(index.data());
+}
 
 // Two lines of 32 bytes side by side.
-TKMJPG_INLINE __m512i LoadLinePair(const uint8_t* first, const uint8_t* second) {
+TKMJPG_INLINE_AVX512 __m512i LoadLinePair(const uint8_t* first, const uint8_t* second) {
   const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(first));
   const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(second));
   return _mm512_inserti64x4(_mm512_castsi256_si512(a), b, 1);
@@ -104,16 +100,12 @@ constexpr ByteIndex MakeColourIndex(int colour) {
 template <int kPixelBytes, int kColour>
 alignas(64) constexpr ByteIndex kColourIndex = MakeColourIndex<kPixelBytes>(kColour);
 
-TKMJPG_INLINE __m512i Words(uint32_t value) {
-  return _mm512_set1_epi16(static_cast<int16_t>(value));
-}
-
-TKMJPG_INLINE __m512i Product(const ColourRule& rule, __m512i colour) {
+TKMJPG_INLINE_AVX512 __m512i Product(const ColourRule& rule, __m512i colour) {
   return _mm512_mulhi_epu16(colour, Words(rule.factor));
 }
 
 // Luma of 32 pixels: the sum of the three parts and 66, in quarters; [66, 942] x 64 fits 16 bits.
-TKMJPG_INLINE __m512i LumaWords(__m512i b, __m512i g, __m512i r) {
+TKMJPG_INLINE_AVX512 __m512i LumaWords(__m512i b, __m512i g, __m512i r) {
   const __m512i whole = Words(0xFFC0);
   const __m512i biased = _mm512_or_si512(r, Words(kLumaR.bias));
   const __m512i lr = _mm512_and_si512(Product(kLumaR, biased), whole);
@@ -125,13 +117,13 @@ TKMJPG_INLINE __m512i LumaWords(__m512i b, __m512i g, __m512i r) {
 }
 
 // Chroma parts of 32 pixels in quarters, less their offset of 513.
-TKMJPG_INLINE __m512i CbWords(__m512i b, __m512i g, __m512i r) {
+TKMJPG_INLINE_AVX512 __m512i CbWords(__m512i b, __m512i g, __m512i r) {
   const __m512i pr = _mm512_srli_epi16(Product(kCbR, r), 7);
   const __m512i pg = _mm512_srli_epi16(Product(kCbG, g), 7);
   const __m512i pb = _mm512_srli_epi16(Product(kCbB, b), 7);
   return _mm512_sub_epi16(pb, _mm512_add_epi16(pr, pg));
 }
-TKMJPG_INLINE __m512i CrWords(__m512i b, __m512i g, __m512i r) {
+TKMJPG_INLINE_AVX512 __m512i CrWords(__m512i b, __m512i g, __m512i r) {
   const __m512i pr = _mm512_srli_epi16(Product(kCrR, r), 7);
   const __m512i pg = _mm512_srli_epi16(_mm512_subs_epu16(Product(kCrG, g), Words(kCrG.less)), 7);
   const __m512i pb = _mm512_srli_epi16(Product(kCrB, b), 7);
@@ -140,7 +132,7 @@ TKMJPG_INLINE __m512i CrWords(__m512i b, __m512i g, __m512i r) {
 
 // Two lines of 16 pixels to the bytes of BgrOrder.
 template <int kPixelBytes>
-TKMJPG_INLINE __m512i ConvertBgr(const uint8_t* first, const uint8_t* second) {
+TKMJPG_INLINE_AVX512 __m512i ConvertBgr(const uint8_t* first, const uint8_t* second) {
   constexpr uint64_t kBytes = kPixelBytes == 4 ? ~uint64_t{0} : (uint64_t{1} << 48) - 1;
   constexpr uint64_t kHighBytes = 0xAAAAAAAAAAAAAAAA;
   const __m512i a = _mm512_maskz_loadu_epi8(kBytes, first);
@@ -159,14 +151,8 @@ TKMJPG_INLINE __m512i ConvertBgr(const uint8_t* first, const uint8_t* second) {
 
 // --- Transform --------------------------------------------------------------------------------
 
-TKMJPG_INLINE __m512i Add(__m512i a, __m512i b) { return _mm512_add_epi16(a, b); }
-TKMJPG_INLINE __m512i Sub(__m512i a, __m512i b) { return _mm512_sub_epi16(a, b); }
-TKMJPG_INLINE __m512i MulHigh(__m512i a, int16_t constant) {
-  return _mm512_mulhi_epi16(a, _mm512_set1_epi16(constant));
-}
-
 // The pass of forward_dct.cpp on 32 rows or columns at once.
-TKMJPG_INLINE void ForwardPass(McuRegisters& m) {
+TKMJPG_INLINE_AVX512 void ForwardPass(McuRegisters& m) {
   __m512i* x = m.row;
   const __m512i s0 = Add(x[0], x[7]), d0 = Sub(x[0], x[7]);
   const __m512i s1 = Add(x[1], x[6]), d1 = Sub(x[1], x[6]);
@@ -191,28 +177,8 @@ TKMJPG_INLINE void ForwardPass(McuRegisters& m) {
   x[3] = Sub(e, l);
 }
 
-// Exchanges rows and columns of the 8 x 8 words in each 128-bit lane.
-TKMJPG_INLINE void Transpose(McuRegisters& m) {
-  __m512i* x = m.row;
-  __m512i a[8], b[8];
-  for (int i = 0; i < 4; ++i) {
-    a[2 * i] = _mm512_unpacklo_epi16(x[2 * i], x[2 * i + 1]);
-    a[2 * i + 1] = _mm512_unpackhi_epi16(x[2 * i], x[2 * i + 1]);
-  }
-  for (int i = 0; i < 2; ++i) {
-    b[4 * i] = _mm512_unpacklo_epi32(a[4 * i], a[4 * i + 2]);
-    b[4 * i + 1] = _mm512_unpackhi_epi32(a[4 * i], a[4 * i + 2]);
-    b[4 * i + 2] = _mm512_unpacklo_epi32(a[4 * i + 1], a[4 * i + 3]);
-    b[4 * i + 3] = _mm512_unpackhi_epi32(a[4 * i + 1], a[4 * i + 3]);
-  }
-  for (int i = 0; i < 4; ++i) {
-    x[2 * i] = _mm512_unpacklo_epi64(b[i], b[i + 4]);
-    x[2 * i + 1] = _mm512_unpackhi_epi64(b[i], b[i + 4]);
-  }
-}
-
 // Gathered line pairs (0 and 1, 2 and 3, ...) to the eight columns of samples, as words.
-TKMJPG_INLINE void SpreadColumns(const __m512i pairs[4], McuRegisters& m) {
+TKMJPG_INLINE_AVX512 void SpreadColumns(const __m512i pairs[4], McuRegisters& m) {
   const __m512i a = _mm512_unpacklo_epi32(pairs[0], pairs[1]);
   const __m512i b = _mm512_unpackhi_epi32(pairs[0], pairs[1]);
   const __m512i c = _mm512_unpacklo_epi32(pairs[2], pairs[3]);
@@ -230,7 +196,7 @@ struct LaneTables {
   __m512i reciprocal[8], correction[8], bias[8];
 };
 
-TKMJPG_INLINE __m512i TwoTables(const uint16_t* luma, const uint16_t* chroma) {
+TKMJPG_INLINE_AVX512 __m512i TwoTables(const uint16_t* luma, const uint16_t* chroma) {
   const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(luma));
   const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(chroma));
   const __m512i both = _mm512_inserti32x4(_mm512_castsi128_si512(a), b, 1);
@@ -251,7 +217,7 @@ TKMJPG_TARGET_AVX512 void BuildLaneTables(const std::array<QuantiserTable, 2>& q
   }
 }
 
-TKMJPG_INLINE __m512i Quantise(__m512i words, const LaneTables& tables, int v) {
+TKMJPG_INLINE_AVX512 __m512i Quantise(__m512i words, const LaneTables& tables, int v) {
   const __m512i c = Add(words, tables.bias[v]);
   const __m512i magnitude = Add(_mm512_abs_epi16(c), tables.correction[v]);
   const __m512i level = _mm512_mulhi_epi16(magnitude, tables.reciprocal[v]);
@@ -259,7 +225,7 @@ TKMJPG_INLINE __m512i Quantise(__m512i words, const LaneTables& tables, int v) {
 }
 
 // Samples in columns to quantised coefficients in rows, natural order.
-TKMJPG_INLINE void TransformAndQuantise(McuRegisters& m, const LaneTables& tables) {
+TKMJPG_INLINE_AVX512 void TransformAndQuantise(McuRegisters& m, const LaneTables& tables) {
   ForwardPass(m);
   Transpose(m);
   ForwardPass(m);
@@ -269,7 +235,7 @@ TKMJPG_INLINE void TransformAndQuantise(McuRegisters& m, const LaneTables& table
 // --- Levels -----------------------------------------------------------------------------------
 
 // Lane l of four registers, for each l.
-TKMJPG_INLINE void TransposeLanes(__m512i x[4]) {
+TKMJPG_INLINE_AVX512 void TransposeLanes(__m512i x[4]) {
   const __m512i a = _mm512_shuffle_i64x2(x[0], x[1], 0x44);
   const __m512i b = _mm512_shuffle_i64x2(x[2], x[3], 0x44);
   const __m512i c = _mm512_shuffle_i64x2(x[0], x[1], 0xEE);
@@ -281,7 +247,7 @@ TKMJPG_INLINE void TransposeLanes(__m512i x[4]) {
 }
 
 // Whether a byte is at an end of its range, where narrowing may have limited it.
-TKMJPG_INLINE bool AnyLimited(const __m512i levels[4]) {
+TKMJPG_INLINE_AVX512 bool AnyLimited(const __m512i levels[4]) {
   const __m512i offset = _mm512_set1_epi8(127);  // [-127, 126] to [0, 253]
   const __m512i a =
       _mm512_max_epu8(_mm512_add_epi8(levels[0], offset), _mm512_add_epi8(levels[1], offset));
@@ -291,7 +257,7 @@ TKMJPG_INLINE bool AnyLimited(const __m512i levels[4]) {
          0;
 }
 
-TKMJPG_INLINE void StoreLevels(const McuRegisters& m, ChunkLevels& chunk, int mcu) {
+TKMJPG_INLINE_AVX512 void StoreLevels(const McuRegisters& m, ChunkLevels& chunk, int mcu) {
   int16_t* exact = chunk.exact[mcu];
   _mm512_store_si512(exact, m.row[0]);
   __m512i levels[4];
@@ -315,7 +281,7 @@ template <typename Order_>
 struct PackedYuvReader {
   using Order = Order_;
   static constexpr int kMcuBytes = 32;
-  TKMJPG_INLINE static __m512i ReadPair(const uint8_t* a, const uint8_t* b) {
+  TKMJPG_INLINE_AVX512 static __m512i ReadPair(const uint8_t* a, const uint8_t* b) {
     return LoadLinePair(a, b);
   }
 };
@@ -323,14 +289,14 @@ template <int kPixelBytes>
 struct BgrReader {
   using Order = BgrOrder;
   static constexpr int kMcuBytes = 16 * kPixelBytes;
-  TKMJPG_INLINE static __m512i ReadPair(const uint8_t* a, const uint8_t* b) {
+  TKMJPG_INLINE_AVX512 static __m512i ReadPair(const uint8_t* a, const uint8_t* b) {
     return ConvertBgr<kPixelBytes>(a, b);
   }
 };
 
 template <typename Reader>
-TKMJPG_INLINE void TransformMcu(const uint8_t* const rows[8], size_t offset,
-                                const LaneTables& tables, ChunkLevels& chunk, int mcu) {
+TKMJPG_INLINE_AVX512 void TransformMcu(const uint8_t* const rows[8], size_t offset,
+                                       const LaneTables& tables, ChunkLevels& chunk, int mcu) {
   const __m512i index = LoadIndex(kGatherIndex<typename Reader::Order>);
   __m512i pairs[4];
   for (int i = 0; i < 4; ++i) {

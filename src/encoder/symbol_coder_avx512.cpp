@@ -14,8 +14,6 @@
 namespace tkmjpg {
 namespace {
 
-#define TKMJPG_INLINE TKMJPG_TARGET_AVX512 inline __attribute__((always_inline))
-
 using ByteIndex = std::array<uint8_t, 64>;
 
 constexpr ByteIndex MakePositions(uint32_t first) {
@@ -29,8 +27,9 @@ alignas(64) constexpr ByteIndex kChromaPositions = MakePositions(kChromaPosition
 // Appends a block's symbols to the `count` ones there are and returns how many there are then.
 // `levels` holds its coefficients as bytes in zig-zag order, `exact` them as words in natural order
 // when bytes do not hold them all, else null.
-TKMJPG_INLINE int AppendBlock(Symbols& symbols, int count, __m512i levels,
-                              const ByteIndex& positions, int dc_difference, const int16_t* exact) {
+TKMJPG_INLINE_AVX512 int AppendBlock(Symbols& symbols, int count, __m512i levels,
+                                     const ByteIndex& positions, int dc_difference,
+                                     const int16_t* exact) {
   const uint64_t nonzero = _mm512_test_epi8_mask(levels, levels) | 1;
   const int last = 63 - std::countl_zero(nonzero);
   const uint64_t mask = WithZeroSymbols(nonzero, last);
@@ -64,7 +63,7 @@ struct Units {
   int count = 0;
 };
 
-TKMJPG_INLINE void StoreUnits(Units& units, int count, __m512i codes, __m512i lengths) {
+TKMJPG_INLINE_AVX512 void StoreUnits(Units& units, int count, __m512i codes, __m512i lengths) {
   _mm512_storeu_si512(units.codes + units.count, codes);
   _mm_storel_epi64(reinterpret_cast<__m128i*>(units.lengths + units.count),
                    _mm512_cvtepi64_epi8(lengths));
@@ -72,8 +71,8 @@ TKMJPG_INLINE void StoreUnits(Units& units, int count, __m512i codes, __m512i le
 }
 
 // Appends the codes of 16 symbols, four to a unit; or two, when four are too long.
-TKMJPG_INLINE void AppendCodes(const int16_t* values, const uint8_t* positions, __mmask16 valid,
-                               Units& units) {
+TKMJPG_INLINE_AVX512 void AppendCodes(const int16_t* values, const uint8_t* positions,
+                                      __mmask16 valid, Units& units) {
   const __m512i value =
       _mm512_cvtepi16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(values)));
   const __m512i position =
