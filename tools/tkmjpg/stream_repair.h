@@ -18,11 +18,11 @@ struct RepairedFrame {
   size_t bytes_dropped = 0;  // that belonged to no image
 };
 
-// Images of another 4:2:2 shape than this codec's become it, with the same coefficients.
-// Puts in the standard Huffman tables that are missing, or takes standard ones out; writes right
-// AVI1 size fields and ends that are missing; leaves images of other kinds than baseline as they are;
-// drops bytes ahead of, between and behind the images that are no fill and no
-// alpha segment. A sound frame comes back as it was.
+// Images of another 4:2:2 shape than this codec's become it, with the same coefficients; those that
+// are not baseline stay as they are. Puts in the standard Huffman tables that are missing, or takes
+// standard ones out; writes right AVI1 size fields and ends that are missing; drops bytes ahead of,
+// between and behind the images that are no fill and no alpha segment. A sound frame comes back as
+// it was, and so does what has been repaired once.
 RepairedFrame RepairFrame(std::span<const uint8_t> frame, HuffmanRepair huffman);
 
 }  // namespace tkmjpg::tool
