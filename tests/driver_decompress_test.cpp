@@ -24,7 +24,6 @@ constexpr Format kRgb24 = kAccepted[5];
 
 constexpr Format kRefused[] = {
     {8, BI_RGB},
-    {15, BI_RGB},
     {16, Code("yuy2")},
     {16, Code("VYUY")},
     {24, kMjpg},
@@ -42,36 +41,19 @@ std::vector<uint8_t> Stream(uint32_t flags = 0) {
   return stream;
 }
 
-ICDECOMPRESSEX Extended(const GuardedHeader& source, const GuardedHeader& output) {
-  ICDECOMPRESSEX message = {};
-  message.lpbiSrc = source.get();
-  message.lpbiDst = output.get();
-  message.dxSrc = message.dySrc = message.dxDst = message.dyDst = -1;
-  return message;
+const std::vector<uint8_t> kStream = Stream();
+
+Frame NewFrame(const Format& format, LONG width = 64, LONG height = 48, DWORD size_image = 0,
+               const std::vector<uint8_t>& data = kStream, GuardAt guard = GuardAt::kEnd) {
+  const int size = (width * format.bits / 8 + 3) / 4 * 4 * std::abs(height);
+  return {GuardedHeader(Header(24, kMjpg, 64, 48, static_cast<DWORD>(data.size()))),
+          GuardedHeader(format, width, height, size_image), GuardedBuffer(data),
+          GuardedBuffer(std::vector<uint8_t>(size, kUnwritten), guard)};
 }
 
-// One frame, for either family.
-struct DecompressFrame : Frame {
-  explicit DecompressFrame(const Format& format, LONG width = 64, LONG height = 48,
-                           DWORD size_image = 0, const std::vector<uint8_t>& data = Stream(),
-                           GuardAt guard = GuardAt::kEnd)
-      : Frame{GuardedHeader(Header(24, kMjpg, 64, 48, static_cast<DWORD>(data.size()))),
-              GuardedHeader(format, width, height, size_image), GuardedBuffer(data),
-              GuardedBuffer((width * format.bits / 8 + 3) / 4 * 4 * std::abs(height), guard)} {
-    std::memset(to.data(), kUnwritten, to.size());
-    extended.lpSrc = plain.lpInput = from.data();
-    extended.lpDst = plain.lpOutput = to.data();
-    plain.lpbiInput = in.get();
-    plain.lpbiOutput = out.get();
-  }
-  intptr_t Send(const OpenDriver& driver, bool ex) const {
-    return ex ? driver.Send(ICM_DECOMPRESSEX, &extended) : driver.Send(ICM_DECOMPRESS, &plain);
-  }
-  bool Untouched() const { return to.Bytes() == std::vector<uint8_t>(to.size(), kUnwritten); }
-
-  ICDECOMPRESS plain = {};
-  ICDECOMPRESSEX extended = Extended(in, out);
-};
+bool Untouched(const Frame& frame) {
+  return frame.to.Bytes() == std::vector<uint8_t>(frame.to.size(), kUnwritten);
+}
 
 std::vector<uint8_t> Direct(const Format& format, const std::vector<uint8_t>& data, LONG height,
                             uint32_t flags) {
@@ -86,51 +68,31 @@ std::vector<uint8_t> Direct(const Format& format, const std::vector<uint8_t>& da
 class DecompressMessages : public DriverTest {
  protected:
   // The same question in both families.
-  void ExpectQuery(const GuardedHeader& source, const GuardedHeader* output, bool taken) const {
-    ICDECOMPRESSEX message = Extended(source, output != nullptr ? *output : source);
-    if (output == nullptr) message.lpbiDst = nullptr;
-    const intptr_t answer = taken ? ICERR_OK : ICERR_BADFORMAT;
-    EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_QUERY, message.lpbiSrc, message.lpbiDst), answer);
-    EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX_QUERY, &message), answer);
+  void ExpectQuery(const Frame& frame, intptr_t answer) const {
+    const ICDECOMPRESSEX& query = frame.extended;
+    EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_QUERY, query.lpbiSrc, query.lpbiDst), answer);
+    EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX_QUERY, &query), answer);
   }
 
   OpenDriver driver_;
 };
 
-TEST_F(DecompressMessages, TakeTheListedSources) {
-  constexpr struct {
-    uint32_t fourcc;
-    bool taken;
-  } kSources[] = {{kMjpg, true},        {Code("mJPG"), true}, {Code("mjpg"), true},
-                  {Code("dmb2"), true}, {Code("dmb1"), true}, {Code("MJPx"), false},
-                  {BI_RGB, false},      {Code("Mjpg"), false}};
-  for (const auto& [fourcc, known] : kSources) {
+TEST_F(DecompressMessages, TakeTheListedSourcesAndRefuseOtherOutputs) {
+  const std::pair<uint32_t, bool> sources[] = {
+      {kMjpg, true},        {Code("mJPG"), true},  {Code("mjpg"), true}, {Code("dmb2"), true},
+      {Code("dmb1"), true}, {Code("MJPx"), false}, {BI_RGB, false},      {Code("Mjpg"), false}};
+  Frame frame = NewFrame(kRgb24);
+  for (const auto& [fourcc, known] : sources) {
     for (const int bits : {0, 1, 8, 16, 24, 32}) {
-      const GuardedHeader source(Header(bits, fourcc, 322, 241));
+      *frame.in.get() = Header(bits, fourcc, 64, 48);
       const bool taken = known && (bits == 8 || bits == 16 || bits == 24);
-      ExpectQuery(source, nullptr, taken);
-      EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_GET_FORMAT, source), taken ? 40 : ICERR_BADFORMAT);
+      ExpectQuery(frame, taken ? ICERR_OK : ICERR_BADFORMAT);
+      EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_GET_FORMAT, frame.in), taken ? 40 : ICERR_BADFORMAT);
     }
   }
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_QUERY), ICERR_BADFORMAT);
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_GET_FORMAT), ICERR_BADFORMAT);
-}
-
-TEST_F(DecompressMessages, TakeTheListedOutputsUnlessTheOptionsRefuseThem) {
-  const GuardedHeader source(Header(24, kMjpg, 320, 240));
-  for (const uint32_t options : {0u, 0x84100u, kYuy2Disable, kUyvyDisable, 0xFFFFFFFFu}) {
-    driver_.SetOptions(options);
-    for (const LONG height : {240, -240}) {
-      for (const Format& format : kAccepted) {
-        const GuardedHeader output(format, 320, height);
-        ExpectQuery(source, &output, (options & format.refused_by) == 0);
-      }
-      for (const Format& format : kRefused) {
-        const GuardedHeader output(format, 320, height);
-        ExpectQuery(source, &output, false);
-      }
-    }
-  }
+  for (const Format& format : kRefused) ExpectQuery(NewFrame(format), ICERR_BADFORMAT);
 }
 
 TEST_F(DecompressMessages, TakeTheWholeFrameUnscaledAndUnhurried) {
@@ -160,23 +122,23 @@ TEST_F(DecompressMessages, TakeTheWholeFrameUnscaledAndUnhurried) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
-    DecompressFrame frame(kRgb24, 128, 96);
+    Frame frame = NewFrame(kRgb24, 128, 96);
     frame.out->biWidth = 64, frame.out->biHeight = 48;
     ASSERT_EQ(driver_.Send(ICM_DECOMPRESSEX_BEGIN, &frame.extended), ICERR_OK);
     c.change(frame.extended);
-    EXPECT_EQ(frame.Send(driver_, true), ICERR_OK) << "in a series";
-    EXPECT_EQ(frame.Untouched(), c.passed_over);
+    EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX, &frame.extended), ICERR_OK) << "in a series";
+    EXPECT_EQ(Untouched(frame), c.passed_over);
     EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX_END), ICERR_OK);
     EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX_QUERY, &frame.extended), c.answer);
-    EXPECT_EQ(frame.Send(driver_, true), c.answer);
+    EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX, &frame.extended), c.answer);
     const bool open = c.answer == ICERR_OK && c.passed_over;
     EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_END), open ? ICERR_OK : ICERR_ERROR)
         << "a frame that is passed over leaves its series open";
   }
-  DecompressFrame frame(kRgb24);
+  Frame frame = NewFrame(kRgb24);
   frame.plain.dwFlags = ICDECOMPRESS_HURRYUP;
-  EXPECT_EQ(frame.Send(driver_, false), ICERR_OK);
-  EXPECT_FALSE(frame.Untouched()) << "the plain message hurries nothing";
+  EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &frame.plain), ICERR_OK);
+  EXPECT_FALSE(Untouched(frame)) << "the plain message hurries nothing";
 }
 
 TEST_F(DecompressMessages, GetFormatAndBeginGiveTheImageSize) {
@@ -207,7 +169,7 @@ TEST_F(DecompressMessages, GetFormatAndBeginGiveTheImageSize) {
 }
 
 TEST_F(DecompressMessages, NullFormatsAreRefusedAndOpenNoSeries) {
-  DecompressFrame frame(kRgb24);
+  Frame frame = NewFrame(kRgb24);
   frame.plain.lpInput = nullptr;
   frame.plain.lpbiOutput = frame.extended.lpbiDst = nullptr;
   for (const uint32_t needy :
@@ -216,38 +178,42 @@ TEST_F(DecompressMessages, NullFormatsAreRefusedAndOpenNoSeries) {
   }
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_BEGIN, frame.in), ICERR_BADFORMAT);
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX_BEGIN, &frame.extended), ICERR_BADFORMAT);
-  EXPECT_EQ(frame.Send(driver_, false), ICERR_BADFORMAT);
-  EXPECT_EQ(frame.Send(driver_, true), ICERR_BADFORMAT);
+  EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &frame.plain), ICERR_BADFORMAT);
+  EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX, &frame.extended), ICERR_BADFORMAT);
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_END), ICERR_ERROR);
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX_END), ICERR_ERROR);
 
   ASSERT_EQ(driver_.Send(ICM_DECOMPRESS_BEGIN, frame.in, frame.out), ICERR_OK);
-  EXPECT_EQ(frame.Send(driver_, false), ICERR_BADFORMAT);
+  EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &frame.plain), ICERR_BADFORMAT);
   frame.plain.lpbiOutput = frame.out.get();
-  EXPECT_EQ(frame.Send(driver_, false), ICERR_OK);
-  EXPECT_TRUE(frame.Untouched()) << "no data";
+  EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &frame.plain), ICERR_OK);
+  EXPECT_TRUE(Untouched(frame)) << "no data";
   frame.plain.lpbiInput = nullptr;
-  EXPECT_EQ(frame.Send(driver_, false), ICERR_BADFORMAT);
+  EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &frame.plain), ICERR_BADFORMAT);
 }
 
-TEST_F(DecompressMessages, AFrameIsThatOfTheDirectCall) {
+TEST_F(DecompressMessages, AFrameIsThatOfTheDirectCallUnlessTheOptionsRefuseItsFormat) {
   constexpr uint32_t kTwoFields = 0x20000;
-  for (const auto& data : {Stream(), Stream(kTwoFields)}) {
-    for (const Format& format : kAccepted) {
-      for (const LONG height : {48, -48}) {
-        for (const uint32_t options : {0x84100u, 0u, 0x200u, 0x400u, 0xFFFFu, 0xFF0000FFu}) {
-          const auto expected = Direct(format, data, height, options & 0xFF00);
+  for (const auto& data : {kStream, Stream(kTwoFields)}) {
+    for (const uint32_t options : {0x84100u, 0u, 0x200u, 0x400u, 0xFFFFu, 0xFF0000FFu, kYuy2Disable,
+                                   kUyvyDisable, 0xFFFFFFFFu}) {
+      for (const Format& format : kAccepted) {
+        for (const LONG height : {48, -48}) {
+          const bool taken = (options & format.refused_by) == 0;
+          const intptr_t answer = taken ? ICERR_OK : ICERR_BADFORMAT;
+          auto expected = Direct(format, data, height, options & 0xFF00);
+          if (!taken) std::fill(expected.begin(), expected.end(), kUnwritten);
+          driver_.SetOptions(options);
           for (const DWORD size_image : {0u, 1u, 0x7FFFFFFFu, 0x80000000u}) {
-            for (const int kind : {0, 1, 2, 3}) {
-              const OpenDriver driver;
-              driver.SetOptions(options);
-              const DecompressFrame frame(format, 64, height, size_image, data,
-                                          kind < 2 ? GuardAt::kEnd : GuardAt::kStart);
-              ASSERT_EQ(frame.Send(driver, kind % 2 == 0), ICERR_OK);
-              EXPECT_EQ(frame.to.Bytes(), expected)
-                  << format.bits << ' ' << height << ' ' << size_image << ' ' << options;
-              EXPECT_EQ(driver.Send(ICM_DECOMPRESS_END), ICERR_ERROR);
-            }
+            const GuardAt guard = size_image % 2 == 0 ? GuardAt::kEnd : GuardAt::kStart;
+            const Frame plain = NewFrame(format, 64, height, size_image, data, guard);
+            const Frame extended = NewFrame(format, 64, height, size_image, data, guard);
+            ExpectQuery(plain, answer);
+            EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &plain.plain), answer);
+            EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX, &extended.extended), answer);
+            EXPECT_EQ(plain.to.Bytes(), expected) << format.bits << ' ' << height << ' ' << options;
+            EXPECT_EQ(extended.to.Bytes(), expected);
+            EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_END), ICERR_ERROR);
           }
         }
       }
@@ -257,10 +223,10 @@ TEST_F(DecompressMessages, AFrameIsThatOfTheDirectCall) {
 
 TEST_F(DecompressMessages, RowsOfOddWidthsArePaddedToFourBytes) {
   // A query lets the rectangle stand for the frame, so that the lines of the buffer may be longer.
-  DecompressFrame frame(kRgb24, 67);
+  Frame frame = NewFrame(kRgb24, 67);
   frame.extended.dxSrc = frame.extended.dxDst = 64;
   frame.extended.dySrc = frame.extended.dyDst = 48;
-  ASSERT_EQ(frame.Send(driver_, true), ICERR_OK);
+  ASSERT_EQ(driver_.Send(ICM_DECOMPRESSEX, &frame.extended), ICERR_OK);
   const auto packed = Direct(kRgb24, Stream(), 48, 0x4100);
   std::vector<uint8_t> padded(204 * 48, kUnwritten);
   for (int line = 0; line < 48; ++line) {
@@ -270,31 +236,31 @@ TEST_F(DecompressMessages, RowsOfOddWidthsArePaddedToFourBytes) {
 }
 
 TEST_F(DecompressMessages, ASeriesTakesHeadersUnseenAndStaysInTheBuffer) {
-  DecompressFrame frame(kRgb24);
+  Frame frame = NewFrame(kRgb24);
   ASSERT_EQ(driver_.Send(ICM_DECOMPRESSEX_BEGIN, &frame.extended), ICERR_OK);
   driver_.SetOptions(kYuy2Disable);
   for (const Format& format : kAccepted) {
     for (const LONG height : {48, -48, 40, -40}) {
       for (const LONG width : {64, 60, 16}) {
-        const DecompressFrame other(format, width, height);
-        ASSERT_EQ(other.Send(driver_, false), ICERR_OK);
+        const Frame other = NewFrame(format, width, height);
+        ASSERT_EQ(driver_.Send(ICM_DECOMPRESS, &other.plain), ICERR_OK);
         const bool fits = width == 64 && std::abs(height) == 48;
-        EXPECT_EQ(other.Untouched(), !fits) << format.bits << ' ' << width << " x " << height;
+        EXPECT_EQ(Untouched(other), !fits) << format.bits << ' ' << width << " x " << height;
       }
     }
   }
   for (const LONG size : {INT_MIN, INT_MAX, 0}) {
     frame.in->biWidth = frame.out->biWidth = size;
     frame.in->biHeight = frame.out->biHeight = 48;
-    EXPECT_EQ(frame.Send(driver_, false), ICERR_OK);
+    EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &frame.plain), ICERR_OK);
     frame.in->biHeight = frame.out->biHeight = size;
-    EXPECT_EQ(frame.Send(driver_, false), ICERR_OK);
-    EXPECT_TRUE(frame.Untouched()) << size;
+    EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &frame.plain), ICERR_OK);
+    EXPECT_TRUE(Untouched(frame)) << size;
   }
-  const DecompressFrame unknown(kAccepted[1]);
+  const Frame unknown = NewFrame(kAccepted[1]);
   unknown.out->biPlanes = 2;
-  EXPECT_EQ(unknown.Send(driver_, false), ICERR_OK);
-  EXPECT_TRUE(unknown.Untouched()) << "bit fields in two planes";
+  EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &unknown.plain), ICERR_OK);
+  EXPECT_TRUE(Untouched(unknown)) << "bit fields in two planes";
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX_END), ICERR_OK);
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_END), ICERR_ERROR);
 }

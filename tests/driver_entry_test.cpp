@@ -40,39 +40,32 @@ static_assert(sizeof(ICDECOMPRESS) == (kWide ? 48 : 24) &&
               sizeof(ICDECOMPRESSEX) == (kWide ? 72 : 52) &&
               sizeof(ICSETSTATUSPROC) == (kWide ? 24 : 12));
 
-struct FixedAnswer {
-  intptr_t answer;
-  std::vector<uint32_t> messages;
-};
-
 TEST_F(DriverEntry, FixedAnswers) {
-  const FixedAnswer without_a_record[] = {
-      {1,
-       {DRV_LOAD, DRV_ENABLE, DRV_OPEN, DRV_DISABLE, DRV_FREE, DRV_CONFIGURE, DRV_REMOVE,
-        DRV_INSTALL, DRV_QUERYCONFIGURE}},
-      {0, {DRV_CLOSE, 0, 11, ICM_GETINFO, ICM_COMPRESS_END, ICM_ABOUT, 0xFFFFFFFF}}};
-  for (const auto& [answer, messages] : without_a_record) {
+  const struct {
+    bool record;
+    intptr_t answer;
+    std::vector<uint32_t> messages;
+  } cases[] = {
+      {false, 1, {DRV_LOAD, DRV_ENABLE, DRV_OPEN, DRV_DISABLE, DRV_FREE, DRV_CONFIGURE}},
+      {false, 1, {DRV_REMOVE, DRV_INSTALL, DRV_QUERYCONFIGURE}},
+      {false, 0, {DRV_CLOSE, 0, 11, ICM_GETINFO, ICM_COMPRESS_END, ICM_ABOUT, 0xFFFFFFFF}},
+      {true, ICERR_UNSUPPORTED, {ICM_DRAW_BEGIN, ICM_DRAW_END, ICM_DRAW_QUERY, 0xFFFFFFFF}},
+      {true, ICERR_UNSUPPORTED, {ICM_GETDEFAULTKEYFRAMERATE, 0x4000, 0x4046, 0x500C, 0x401D}},
+      {true, ICERR_BADFORMAT, {ICM_DECOMPRESS_GET_PALETTE}},
+      {true, ICERR_ERROR, {ICM_DRAW}},
+      {true, ICERR_BADPARAM, {ICM_GETDEFAULTQUALITY, ICM_GETQUALITY, ICM_SETQUALITY}},
+      {true, ICERR_BADPARAM, {ICM_SET_STATUS_PROC}},
+      // Without a front end the dialog answers as at Cancel.
+      {true, 0, {11, 0x3FFF, 0, ICM_CONFIGURE, ICM_ABOUT}},
+  };
+  const OpenDriver driver;
+  for (const auto& [record, answer, messages] : cases) {
     for (const uint32_t message : messages) {
-      EXPECT_EQ(DriverProc(0, nullptr, message, 0, 0), answer) << message;
-      EXPECT_EQ(DriverProc(1, nullptr, message, 0, 0), answer) << message;
+      EXPECT_EQ(record ? driver.Send(message) : DriverProc(0, nullptr, message, 0, 0), answer);
+      EXPECT_EQ(record ? answer : DriverProc(1, nullptr, message, 0, 0), answer) << message;
     }
   }
-  EXPECT_EQ(live_blocks, 0);
-
-  const FixedAnswer of_a_record[] = {
-      {ICERR_UNSUPPORTED,
-       {ICM_DRAW_BEGIN, ICM_DRAW_END, ICM_DRAW_QUERY, ICM_GETDEFAULTKEYFRAMERATE, 0x4000, 0x4046,
-        0x500C, 0x401D, 0xFFFFFFFF}},
-      {ICERR_BADFORMAT, {ICM_DECOMPRESS_GET_PALETTE}},
-      {ICERR_ERROR, {ICM_DRAW}},
-      // Without a front end the dialog answers as at Cancel.
-      {0, {11, 0x3FFF, 0, ICM_CONFIGURE, ICM_ABOUT}},
-      {ICERR_BADPARAM,
-       {ICM_GETDEFAULTQUALITY, ICM_GETQUALITY, ICM_SETQUALITY, ICM_SET_STATUS_PROC}}};
-  const OpenDriver driver;
-  for (const auto& [answer, messages] : of_a_record) {
-    for (const uint32_t message : messages) EXPECT_EQ(driver.Send(message), answer) << message;
-  }
+  EXPECT_EQ(live_blocks, 1);
 }
 
 TEST_F(DriverEntry, OpensForVideoAlone) {
@@ -207,49 +200,33 @@ TEST_F(DriverEntry, ProcessAttachKeepsTheFirstHandle) {
   EXPECT_EQ(tkmjpg::ModuleHandle(), &first);
 }
 
-// Everything that a message may bring, right or wrong, but never an address that is none.
-class AnyMessage {
- public:
-  void SendTo(const OpenDriver& driver) {
-    ICCOMPRESS compress = {};
-    compress.lpbiInput = Any(), compress.lpInput = pixels_.data();
-    compress.lpbiOutput = &formats_[3], compress.lpOutput = stream_.data();
-    compress.dwQuality = static_cast<DWORD>(random_());
-    compress.dwFrameSize = static_cast<DWORD>(random_());
-    ICDECOMPRESS plain = {0, Any(), stream_.data(), Any(), pixels_.data(), 0};
-    ICDECOMPRESSEX extended = {0,  Any(), stream_.data(), Any(), pixels_.data(), 0, 0, -1, -1, 0, 0,
-                               -1, -1};
-    if (random_() % 16 == 0) extended.dwFlags = ICDECOMPRESS_HURRYUP;
-    const ICSETSTATUSPROC status = {};
-    const auto size = static_cast<intptr_t>(random_() % 2 * sizeof block_);
-    auto message = static_cast<uint32_t>(0x4000 + random_() % 0x50);
-    if (message == 0x4000) driver.SetOptions(static_cast<uint32_t>(random_()) & 0x7FFFFFF);
-    if (message < 0x4003) message += 0x1000;  // the state, and what the codec says of itself
-    Param first = Any(), second = Any();
-    if (message == ICM_COMPRESS) first = &compress;
-    if (message == ICM_DECOMPRESS) first = &plain;
-    if (message >= ICM_DECOMPRESSEX_BEGIN && message <= ICM_DECOMPRESSEX) first = &extended;
-    if (message == ICM_SET_STATUS_PROC) first = &status;
-    if (message == ICM_COMPRESS_GET_FORMAT || message == ICM_DECOMPRESS_GET_FORMAT) second = block_;
-    if (message >= ICM_GETSTATE) first = block_, second = size;
-    driver.Send(message, first, second);
-  }
-
- private:
-  BITMAPINFOHEADER* Any() {
-    const auto pick = random_() % 7;
-    return pick < 6 ? &formats_[pick] : nullptr;
-  }
-
-  std::minstd_rand random_{5};
-  BITMAPINFOHEADER formats_[6] = {
+// A message with anything that it may bring, right or wrong, but never an address that is none.
+void SendAny(const OpenDriver& driver, std::minstd_rand& random, Frame& frame) {
+  static BITMAPINFOHEADER formats[] = {
       Header(24, BI_RGB, 64, 48),       Header(24, BI_RGB, 64, -48, 1),
       Header(16, Code("YUY2"), 64, 48), Header(24, kMjpg, 64, 48, 9216),
       Header(24, Code("mjpg"), 64, 48), Header(32, BI_RGB, INT_MIN, INT_MIN)};
-  std::vector<uint8_t> pixels_ = Picture(64 * 48 * 4);
-  std::vector<uint8_t> stream_ = std::vector<uint8_t>(64 * 48 * 3);
-  uint8_t block_[568] = {};
-};
+  static uint8_t block[568] = {};
+  const auto any = [&] { return random() % 7 != 0 ? &formats[random() % 6] : nullptr; };
+  const auto word = [&] { return static_cast<uint32_t>(random()); };
+  const ICSETSTATUSPROC status = {};
+  frame.compress.lpbiInput = any(), frame.compress.lpbiOutput = &formats[3];
+  frame.compress.dwQuality = word(), frame.compress.dwFrameSize = word();
+  frame.plain = {0, any(), frame.to.data(), any(), frame.from.data(), 0};
+  frame.extended.lpbiSrc = any(), frame.extended.lpbiDst = any();
+  frame.extended.dwFlags = word() % 16 == 0 ? ICDECOMPRESS_HURRYUP : 0;
+  uint32_t message = 0x4000 + word() % 0x50;
+  if (message == 0x4000) driver.SetOptions(word() & 0x7FFFFFF);
+  if (message < 0x4003) message += 0x1000;  // the state, and what the codec says of itself
+  Param first = any(), second = any();
+  if (message == ICM_COMPRESS) first = &frame.compress;
+  if (message == ICM_DECOMPRESS) first = &frame.plain;
+  if (message >= ICM_DECOMPRESSEX_BEGIN && message <= ICM_DECOMPRESSEX) first = &frame.extended;
+  if (message == ICM_SET_STATUS_PROC) first = &status;
+  if (message == ICM_COMPRESS_GET_FORMAT || message == ICM_DECOMPRESS_GET_FORMAT) second = block;
+  if (message >= ICM_GETSTATE) first = block, second = word() % 2 * 568;
+  driver.Send(message, first, second);
+}
 
 // Other code of the process may keep a block now and then; one record an open would be 100 kB.
 constexpr size_t kHeapNoise = 4096;
@@ -267,11 +244,13 @@ TEST_F(DriverEntry, LongUseLeavesNoMemoryBehind) {
   EXPECT_LE(MemoryInUse(), in_use + kHeapNoise);
   EXPECT_EQ(live_blocks, 0);
 
-  AnyMessage any;
+  std::minstd_rand random(5);
+  Frame frame = {GuardedHeader({}), GuardedHeader({}), GuardedBuffer(Picture(64 * 48 * 4)),
+                 GuardedBuffer(64 * 48 * 4)};
   const OpenDriver one, two;
   for (int i = 0; i < 100000; ++i) {
     if (i == 1000) in_use = MemoryInUse();
-    any.SendTo(i % 3 == 0 ? two : one);
+    SendAny(i % 3 == 0 ? two : one, random, frame);
   }
   EXPECT_LE(MemoryInUse(), in_use + kHeapNoise);
   EXPECT_EQ(live_blocks, 2);

@@ -61,10 +61,17 @@ class GuardedHeader {
   GuardedBuffer memory_;
 };
 
-// A frame on its way, each of its blocks as large as the formats say and no byte larger.
+// A frame on its way, each of its blocks as large as the formats say and no byte larger, and the
+// messages that carry it.
 struct Frame {
   GuardedHeader in, out;
   GuardedBuffer from, to;
+  DWORD chunk = 0, flags = 0;
+  ICCOMPRESS compress = {0,      out.get(), to.data(), in.get(), from.data(), &chunk,
+                         &flags, 0,         0,         7500,     nullptr,     nullptr};
+  ICDECOMPRESS plain = {0, in.get(), from.data(), out.get(), to.data(), 0};
+  ICDECOMPRESSEX extended = {0,  in.get(), from.data(), out.get(), to.data(), 0, 0,
+                             -1, -1,       0,           0,         -1,        -1};
 };
 
 // A line to the next, and from the buffer's start to the top line.

@@ -32,9 +32,30 @@ class VectorCase {
     }
   }
 
-  // Each says what is wrong with the result, and nothing when it is right.
+  // Says what is wrong with the result, and nothing when it is right.
   std::string Difference(const Codec& codec) const {
-    return values_.count("quality") != 0 ? EncodingDifference(codec) : DecodingDifference(codec);
+    const bool encodes = values_.count("quality") != 0;
+    const Bytes wanted = Data(encodes ? "output.bin" : "pixels.bin");
+    const GuardedBuffer from(Data(encodes ? "input.bin" : "stream.bin"));
+    const GuardedBuffer to(encodes ? Bytes(Word("output_size", 1 << 20))
+                                   : Bytes(wanted.size(), static_cast<uint8_t>(Word("fill"))));
+    const auto size = static_cast<uint32_t>((encodes ? to : from).size());
+    const uint32_t first = Word("first"), stride = Word("stride"), width = Word("width"),
+                   height = Word("height"), flags = Word("flags");
+    CodecCarryState state{}, after{};
+    CodecCarryState* carry = Carry("carry", state);
+    const uint32_t result =
+        encodes ? codec.compress(from.data() + first, stride, to.data(), size, width, height,
+                                 Word("quality"), flags, Fourcc(), 0, carry)
+                : codec.decompress(from.data(), size, to.data() + first, stride, width, height,
+                                   flags, Fourcc(), 0, carry);
+    if (result != Word("result")) return "result " + std::to_string(result);
+    const auto same = std::mismatch(wanted.begin(), wanted.end(), to.data()).first;
+    if (same != wanted.end()) return "byte " + std::to_string(same - wanted.begin());
+    if (Carry("carry_after", after) == nullptr) return "";
+    const bool carried =
+        state.decode_flags == after.decode_flags && state.rate_scale == after.rate_scale;
+    return carried ? "" : "carried state";
   }
   // On every rung that this processor has.
   std::string DifferenceOnRungs() const {
@@ -59,6 +80,9 @@ class VectorCase {
   uint32_t Word(const char* name) const {
     return static_cast<uint32_t>(std::stoll(values_.at(name), nullptr, 0));
   }
+  uint32_t Word(const char* name, uint32_t otherwise) const {
+    return values_.count(name) != 0 ? Word(name) : otherwise;
+  }
   uint32_t Fourcc() const {
     uint32_t code = 0;
     std::memcpy(&code, values_.at("fourcc").data(), sizeof code);
@@ -70,41 +94,6 @@ class VectorCase {
     if (found == values_.end() || found->second == "null") return nullptr;
     std::istringstream(found->second) >> record.decode_flags >> record.rate_scale;
     return &record;
-  }
-
-  std::string EncodingDifference(const Codec& codec) const {
-    const GuardedBuffer input(Data("input.bin"));
-    const uint32_t room = values_.count("output_size") != 0 ? Word("output_size") : 1 << 20;
-    const GuardedBuffer output(room);
-    CodecCarryState carry{};
-    const uint32_t size = codec.compress(
-        input.data() + Word("first"), Word("stride"), output.data(), room, Word("width"),
-        Word("height"), Word("quality"), Word("flags"), Fourcc(), 0, Carry("carry", carry));
-    const Bytes wanted = Data("output.bin");
-    if (size != wanted.size()) return "size " + std::to_string(size);
-    return Compare(size, wanted, output.data(), carry);
-  }
-  std::string DecodingDifference(const Codec& codec) const {
-    const GuardedBuffer stream(Data("stream.bin"));
-    const Bytes wanted = Data("pixels.bin");
-    const GuardedBuffer output(Bytes(wanted.size(), static_cast<uint8_t>(Word("fill"))));
-    CodecCarryState carry{};
-    const uint32_t result =
-        codec.decompress(stream.data(), static_cast<uint32_t>(stream.size()),
-                         output.data() + Word("first"), Word("stride"), Word("width"),
-                         Word("height"), Word("flags"), Fourcc(), 0, Carry("carry", carry));
-    return Compare(result, wanted, output.data(), carry);
-  }
-  std::string Compare(uint32_t result, const Bytes& wanted, const uint8_t* output,
-                      const CodecCarryState& carry) const {
-    if (result != Word("result")) return "result " + std::to_string(result);
-    const auto other = std::mismatch(wanted.begin(), wanted.end(), output).first - wanted.begin();
-    if (other != std::ssize(wanted)) return "byte " + std::to_string(other);
-    CodecCarryState after{};
-    if (Carry("carry_after", after) == nullptr) return "";
-    const bool same =
-        carry.decode_flags == after.decode_flags && carry.rate_scale == after.rate_scale;
-    return same ? "" : "carried state";
   }
 
   std::filesystem::path folder_;

@@ -1,6 +1,5 @@
 // The real dialog, used as a person uses it: clicks, keys on the scroll bar, the thumb.
 #include <cstring>
-#include <string>
 
 #include "host.h"
 
@@ -22,7 +21,9 @@ struct User {
     return 0;
   }
 
-  void Click(int id) const { SendMessageA(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
+  void Click(std::initializer_list<int> ids) const {
+    for (const int id : ids) SendMessageA(GetDlgItem(dialog, id), BM_CLICK, 0, 0);
+  }
   bool Ticked(int id) const { return IsDlgButtonChecked(dialog, id) == BST_CHECKED; }
   void DragThumb(int code, int thumb) const {
     const HWND bar = GetDlgItem(dialog, 101);
@@ -51,23 +52,8 @@ void SetEverything(const User& user) {
   user.ExpectQuality("100");
   user.DragThumb(SB_THUMBPOSITION, 5);
   user.ExpectQuality("05");
-  for (const int id : {207, 210, 306, IDOK}) user.Click(id);
+  user.Click({207, 210, 306, IDOK});
 }
-
-void PressDefaultThenCancel(const User& user) {
-  Check(!user.Ticked(210) && user.Ticked(207), "boxes of what was chosen");
-  user.Click(105);
-  Check(user.Ticked(210) && !user.Ticked(207), "Default shows the default word");
-  user.ExpectQuality("60");
-  user.Click(IDCANCEL);
-}
-
-void PressDefaultThenOk(const User& user) {
-  user.Click(105);
-  user.Click(IDOK);
-}
-
-void CloseAbout(const User& user) { SendMessageA(user.dialog, WM_COMMAND, IDOK, 0); }
 
 // What `open` answers while the user acts in another thread.
 template <typename Open>
@@ -79,12 +65,12 @@ LRESULT With(User user, Open open) {
   return answer;
 }
 
-void ExpectProfile(const char* word, const char* quality) {
+void ExpectStored(HIC codec, const Settings& wanted, const char* word, UINT quality) {
+  ExpectSettings(codec, wanted, "after the dialog");
   char text[32] = {};
   GetProfileStringA("TKMJPG", "MJPG_CF_Flags", "", text, sizeof text);
   Check(std::strcmp(text, word) == 0, "word in the profile", text);
-  GetProfileStringA("TKMJPG", "MJPG_Default_Quality", "", text, sizeof text);
-  Check(std::strcmp(text, quality) == 0, "quality in the profile", text);
+  Check(GetProfileIntA("TKMJPG", "MJPG_Default_Quality", -1) == quality, "quality in the profile");
 }
 
 }  // namespace
@@ -94,23 +80,29 @@ void TestDialog(FARPROC driver) {
   const HIC codec = ICOpen(ICTYPE_VIDEO, kMjpg, ICMODE_COMPRESS);
   if (!Check(codec != nullptr, "ICOpen")) return;
   const auto configure = [&] { return ICSendMessage(codec, ICM_CONFIGURE, 0, 0); };
+  const auto about = [&] { return ICSendMessage(codec, ICM_ABOUT, 0, 0); };
   const Settings chosen = {0x5084000, 6000, 500};
   Check(With({"Configure", SetEverything}, configure) == 1, "OK answers 1");
-  ExpectSettings(codec, chosen, "after OK");
-  ExpectProfile("0x05084000", "5");
-  Check(With({"Configure", PressDefaultThenCancel}, configure) == 0, "Cancel answers 0");
-  ExpectSettings(codec, chosen, "after Cancel");
-  ExpectProfile("0x05084000", "5");
-  Check(With({"Motion-JPEG ", CloseAbout}, [&] { return ICAbout(codec, nullptr); }) == ICERR_OK,
-        "About box");
+  ExpectStored(codec, chosen, "0x05084000", 5);
+  const auto cancel = [](const User& user) { user.Click({105, IDCANCEL}); };
+  Check(With({"Configure", cancel}, configure) == 0, "Cancel answers 0");
+  ExpectStored(codec, chosen, "0x05084000", 5);
+  const auto close = [](const User& user) { SendMessageA(user.dialog, WM_COMMAND, IDOK, 0); };
+  Check(With({"Motion-JPEG ", close}, about) == ICERR_OK, "About box");
 
   // Without an instance, as the system's own settings open it: the profile alone changes.
+  const auto press_default = [](const User& user) {
+    Check(!user.Ticked(210) && user.Ticked(207), "boxes of what was chosen");
+    user.Click({105});
+    Check(user.Ticked(210) && !user.Ticked(207), "Default shows the default word");
+    user.ExpectQuality("60");
+    user.Click({IDOK});
+  };
   using DriverProcedure = LRESULT(CALLBACK*)(DWORD_PTR, HDRVR, UINT, LPARAM, LPARAM);
   const auto procedure = reinterpret_cast<DriverProcedure>(reinterpret_cast<void*>(driver));
   const auto configure_all = [&] { return procedure(0, nullptr, DRV_CONFIGURE, 0, 0); };
-  Check(With({"Configure", PressDefaultThenOk}, configure_all) == 1, "DRV_CONFIGURE");
-  ExpectSettings(codec, chosen, "after the profile's dialog");
-  ExpectProfile("0x00084100", "60");
+  Check(With({"Configure", press_default}, configure_all) == 1, "DRV_CONFIGURE");
+  ExpectStored(codec, chosen, "0x00084100", 60);
   SetProfile(nullptr, nullptr);
   ICClose(codec);
 }
