@@ -57,11 +57,10 @@ bool Untouched(const Frame& frame) {
 
 std::vector<uint8_t> Direct(const Format& format, const std::vector<uint8_t>& data, LONG height,
                             uint32_t flags) {
-  const Lines lines = PackedLines(format, 64, height);
+  const auto [first, stride] = PackedLines(format, 64, height);
   std::vector<uint8_t> pixels(static_cast<size_t>(48 * 64 * format.bits / 8), kUnwritten);
-  DecompressBuffer_MJPG(data.data(), static_cast<uint32_t>(data.size()),
-                        pixels.data() + lines.first, lines.stride, 64, 48, flags, format.layout, 0,
-                        nullptr);
+  DecompressBuffer_MJPG(data.data(), static_cast<uint32_t>(data.size()), pixels.data() + first,
+                        stride, 64, 48, flags, format.layout, 0, nullptr);
   return pixels;
 }
 

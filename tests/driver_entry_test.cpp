@@ -91,8 +91,7 @@ TEST_F(DriverEntry, StartsFromTheProfile) {
   } cases[] = {
       {"", 0x84100, 6000, 0xA1},
       {"[TKMJPG]\nMJPG_CF_Flags=0x01000001\nMJPG_Default_Quality=75\n", 0x1000001, 7500, 0xA3},
-      {"[OTHER]\nMJPG_CF_Flags=1\n[tkmjpg]\r\n mjpg_cf_flags = 0x84100 ; c\r\n", 0x84100, 6000,
-       0xA1},
+      {"[OTHER]\nMJPG_CF_Flags=1\n[tkmjpg]\r\n mjpg_cf_flags = 0x2 ; c\r\n", 0x2, 6000, 0xA1},
       {"MJPG_Default_Quality=75\n[TKMJPG]\n;MJPG_Default_Quality=76\n", 0x84100, 6000, 0xA1},
       {"[TKMJPG]\nMJPG_CF_Flags=0xffFFffFF\nMJPG_Default_Quality=12abc", 0xFFFFFFFF, 1200, 0xA3},
       {"[TKMJPG]\nMJPG_CF_Flags=abc\nMJPG_Default_Quality=0X10", 0, 0, 0xA1},

@@ -74,14 +74,10 @@ struct Frame {
                              -1, -1,       0,           0,         -1,        -1};
 };
 
-// A line to the next, and from the buffer's start to the top line.
-struct Lines {
-  int first, stride;
-};
-
-inline Lines PackedLines(const Format& format, LONG width, LONG height) {
+// From a packed buffer's start to its top line, and from each line to the next.
+inline std::pair<int, int> PackedLines(const Format& format, LONG width, LONG height) {
   const int row = std::abs(width) * format.bits / 8;
-  return format.rgb && height > 0 ? Lines{(height - 1) * row, -row} : Lines{0, row};
+  return format.rgb && height > 0 ? std::pair((height - 1) * row, -row) : std::pair(0, row);
 }
 
 inline std::vector<uint8_t> Picture(int size) {
