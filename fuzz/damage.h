@@ -1,8 +1,6 @@
 // Damage to a stream, drawn from the input: at any place, or beside one of its markers.
 #pragma once
 
-#include <algorithm>
-
 #include "fuzz/fuzz_support.h"
 
 enum class Edit { kOverwrite, kFlipBit, kInsert, kRemove, kRepeat, kCut, kPutMarker, kMaxValue };
