@@ -6,8 +6,8 @@
 #include "encoder/frame_compressor.h"
 #include "encoder/image_encoder.h"
 #include "encoder/quant_tables.h"
-#include "fuzz/damage.h"
 #include "fuzz/raw_pictures.h"
+#include "tests/damage.h"
 
 namespace {
 

@@ -3,8 +3,6 @@
 
 #include "encoder/encoder_kernels.h"
 #include "encoder/entropy_output.h"
-#include "encoder/forward_dct.h"
-#include "encoder/frame_compressor.h"
 #include "encoder/huffman_coder.h"
 #include "encoder/input_conversion.h"
 #include "encoder/quant_tables.h"
@@ -23,25 +21,6 @@ TEST(QuantTables, QuantisersOfEveryScaleStayInSixteenSignedBits) {
       QuantiserTable quantiser;
       BuildQuantiser(table, quantiser);
       for (const uint16_t r : quantiser.quant_reciprocal) ASSERT_LT(r, 32768) << scale;
-    }
-  }
-}
-
-TEST(ForwardDct, BoundsOfExtremeBlocks) {
-  EncoderContext context;
-  BuildQuantTablesFromScale(context, 0);
-  for (int t = 0; t < 2; ++t) BuildQuantiser(context.quant_tables[t], context.quantisers[t]);
-  for (int pattern = 0; pattern < 512; ++pattern) {
-    uint8_t samples[kMcuSampleBytes];  // the same block in all four lanes
-    for (int i = 0; i < kMcuSampleBytes; ++i) {
-      const int row = i / 32, column = i / 4 % 8;
-      samples[i] = ((row ^ (column * 3)) * pattern >> 2 & 1) != 0 ? 255 : 0;
-    }
-    McuCoefficients coefficients;
-    ForwardTransformMcu(samples, context.quantisers, coefficients);
-    for (int k = 0; k < 64; ++k) {
-      const int value = coefficients.blocks[0][k];
-      ASSERT_TRUE(k == 0 ? value >= -1024 && value <= 1016 : std::abs(value) <= 2047) << k;
     }
   }
 }

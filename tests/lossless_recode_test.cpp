@@ -62,11 +62,8 @@ constexpr Shape kShapes[] = {
 struct Codes {
   HuffmanCodeTable dc, ac;
 };
-const Codes kStandardCodes[] = {{kDcLumaCodes, kAcLumaCodes}, {kDcChromaCodes, kAcChromaCodes}};
 const auto kOwnDcLuma = Flat(kDcLumaSpec, 4), kOwnDcChroma = Flat(kDcChromaSpec, 11);
 const auto kOwnAcLuma = Flat(kAcLumaSpec, 8), kOwnAcChroma = Flat(kAcChromaSpec, 12);
-const Codes kOwnCodes[] = {{MakeCodeTable(kOwnDcLuma), MakeCodeTable(kOwnAcLuma)},
-                           {MakeCodeTable(kOwnDcChroma), MakeCodeTable(kOwnAcChroma)}};
 
 template <int N>
 Bytes Dht(uint8_t id, const HuffmanSpec<N>& huffman) {
@@ -107,7 +104,7 @@ class ScanWriter {
         const bool inside = x / per_mcu < kColumns && y * kColumns < mcus_.size();
         const McuBlocks& mcu = mcus_[inside ? y * kColumns + x / per_mcu : 0];
         const auto& block = mcu[c == 0 ? x % 2 : c + 1];
-        const Codes& codes = (shape_.own_tables ? kOwnCodes : kStandardCodes)[c == 0 ? 0 : 1];
+        const Codes& codes = (shape_.own_tables ? own_ : standard_)[c == 0 ? 0 : 1];
         EncodeBlock(output_, block.data(), last_dc_[c], codes.dc, codes.ac);
         last_dc_[c] = block[0];
       }
@@ -116,6 +113,9 @@ class ScanWriter {
 
   const Shape& shape_;
   const Mcus& mcus_;
+  const Codes standard_[2] = {{kDcLumaCodes, kAcLumaCodes}, {kDcChromaCodes, kAcChromaCodes}};
+  const Codes own_[2] = {{MakeCodeTable(kOwnDcLuma), MakeCodeTable(kOwnAcLuma)},
+                         {MakeCodeTable(kOwnDcChroma), MakeCodeTable(kOwnAcChroma)}};
   EntropyOutput output_;
   std::array<int32_t, 3> last_dc_{};
 };

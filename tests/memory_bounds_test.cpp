@@ -1,5 +1,6 @@
 // Neither call touches a byte that is not its own: guard pages around every buffer, and every byte
 // between the caller's lines compared. And every rung makes the same frames.
+#include "tests/damage.h"
 #include "tests/kernel_cases.h"
 
 namespace {
@@ -93,59 +94,37 @@ TEST(MemoryBounds, DecompressWritesTheLinesOnly) {
   }
 }
 
-struct Damage {
-  const char* name;
-  int rounds;
-  std::function<void(Bytes& stream, size_t entropy, uint32_t round, std::mt19937& random)> apply;
-};
+// What Damage draws from.
+struct RandomArguments {
+  std::mt19937 random{17};
 
-const Damage kDamages[] = {
-    {"header byte", 180,
-     [](Bytes& s, size_t entropy, uint32_t round, std::mt19937& random) {
-       s[round % entropy] = static_cast<uint8_t>(random());
-     }},
-    {"entropy byte", 100,
-     [](Bytes& s, size_t entropy, uint32_t, std::mt19937& random) {
-       s[entropy + random() % (s.size() - entropy)] ^= static_cast<uint8_t>(1U << random() % 8);
-     }},
-    {"inserted byte", 100,
-     [](Bytes& s, size_t, uint32_t round, std::mt19937& random) {
-       const auto byte = static_cast<uint8_t>(round % 3 == 0 ? 0xFF : random());
-       s = Insert(s, random() % s.size(), {byte});
-     }},
-    {"removed byte", 100,
-     [](Bytes& s, size_t, uint32_t, std::mt19937& random) {
-       s = Erase(s, random() % s.size(), 1);
-     }},
-    {"wrong restart marker, or none", 80,
-     [](Bytes& s, size_t entropy, uint32_t round, std::mt19937& random) {
-       const auto marker = static_cast<uint8_t>(0xD0 + round % 8);
-       if (round % 4 != 0)
-         s = Set(s, entropy + random() % (s.size() - entropy - 1), {0xFF, marker});
-       s = WithRestartInterval(s, static_cast<uint8_t>(round % 20));
-     }},
-    {"garbage behind the headers", 60,
-     [](Bytes& s, size_t entropy, uint32_t round, std::mt19937&) {
-       s = Head(s, entropy) + Noise(round * 30, round);
-     }},
-    {"garbage alone", 60,
-     [](Bytes& s, size_t, uint32_t round, std::mt19937&) {
-       s = Bytes{0xFF, 0xD8} + Noise(round * 7, round);
-     }},
+  template <typename T>
+  T ConsumeIntegralInRange(T least, T most) {
+    return static_cast<T>(least + random() % (most - least + size_t{1}));
+  }
+  template <typename T>
+  T ConsumeIntegral() {
+    return static_cast<T>(random());
+  }
+  template <typename T>
+  T ConsumeEnum() {
+    return static_cast<T>(random() % (static_cast<uint32_t>(T::kMaxValue) + 1));
+  }
+  bool ConsumeBool() { return random() % 2 != 0; }
 };
 
 TEST(MemoryBounds, DecompressSurvivesDamage) {
-  std::mt19937 random(17);
+  RandomArguments arguments;
   for (const Call& source : {Call{kYuy2, 40, 20, 0, 90}, Call{kBgra, 33, 24, kFields | kAlpha, 90},
                              Call{kBgra, 33, 24, kFields | TKMJPG_C_ONE_FIELD | kAlpha, 60}}) {
-    const Bytes sound = CompressNoise(source, 3);
-    for (const Damage& damage : kDamages) {
-      for (int round = 0; round < damage.rounds; ++round) {
-        SCOPED_TRACE(testing::Message() << damage.name << ", round " << round);
-        Bytes stream = sound;
-        damage.apply(stream, EntropyStart(sound), static_cast<uint32_t>(round), random);
-        const Layout& layout = kOutputLayouts[random() % std::size(kOutputLayouts)];
-        const auto flags = static_cast<uint32_t>(random() & 0x6700);
+    const Bytes sound = CompressNoise(source, 3), headers = Head(sound, EntropyStart(sound));
+    for (uint8_t round = 0; round < 200; ++round) {
+      SCOPED_TRACE(static_cast<int>(round));
+      const Bytes noise = Noise(round * 9, round);
+      for (Bytes stream : {sound, WithRestartInterval(sound, round % 8), headers + noise, noise}) {
+        Damage(arguments, stream).Apply(1 + round % 3);
+        const auto flags = static_cast<uint32_t>(arguments.random() & 0x6700);
+        const Layout& layout = kOutputLayouts[arguments.random() % std::size(kOutputLayouts)];
         ExpectWritesInLinesOnly(stream, {layout, 37, source.height, flags});
         if (HasFatalFailure()) return;
       }
