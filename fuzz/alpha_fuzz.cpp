@@ -7,22 +7,19 @@ namespace {
 constexpr uint8_t kHead[] = {0xFF, 0xE1, 0x00, 0x08, 'A', 'L', 'P', 'H', 1, 0};
 
 size_t Read(const Bytes& segment, const HostPicture& host, const GuardedBuffer& pixels,
-            bool inverted, GuardAt guard) {
+            GuardAt guard) {
   const GuardedBuffer bytes(segment, guard);
-  Fill(pixels.data(), pixels.size(), inverted);
   const uint8_t* stop =
       tkmjpg::DecodeAlphaPlane(bytes.data(), static_cast<uint32_t>(bytes.size()),
-                               pixels.data() + host.First(), host.stride, host.width, host.height);
+                               host.Line(pixels.data()), host.stride, host.width, host.height);
   Require(stop >= bytes.data() && stop <= bytes.data() + bytes.size(), "within the data");
-  return static_cast<size_t>(stop - bytes.data());
+  return stop - bytes.data();
 }
 
 void RequireAlphaAlone(const HostPicture& host, const uint8_t* pixels) {
-  const uint8_t* before = Filling(false) + host.First();
-  pixels += host.First();
-  for (int y = 0; y < host.lines; ++y, before += host.stride, pixels += host.stride) {
-    for (int i = 0; i < host.line_bytes; i += 4) {
-      Require(std::memcmp(pixels + i, before + i, 3) == 0, "colours stay");
+  for (size_t line = 0; line < host.Bytes(); line += host.Step()) {
+    for (size_t i = line; i < line + host.line_bytes; i += 4) {
+      Require(std::memcmp(pixels + i, Filling(false) + i, 3) == 0, "colours stay");
     }
   }
 }
@@ -31,11 +28,11 @@ void ReadAnything(Arguments& arguments, const HostPicture& host) {
   const bool with_head = arguments.ConsumeBool();
   Bytes segment = arguments.ConsumeRemainingBytes<uint8_t>();
   if (with_head) segment.insert(segment.begin(), std::begin(kHead), std::end(kHead));
-  const GuardedBuffer a(host.Bytes(), GuardAt::kEnd), b(host.Bytes(), GuardAt::kStart);
-  const size_t stop = Read(segment, host, a, false, GuardAt::kStart);
-  Require(stop == Read(segment, host, b, true, GuardAt::kEnd), "the same position");
-  RequireSamePicture(host, a.data(), b.data());
-  RequireAlphaAlone(host, a.data());
+  const TwoPictures out(host);
+  const size_t stop = Read(segment, host, out.a, GuardAt::kStart);
+  Require(stop == Read(segment, host, out.b, GuardAt::kEnd), "the same position");
+  RequireSamePicture(host, out);
+  RequireAlphaAlone(host, out.a.data());
   const bool no_pixels = host.width <= 0 || host.height <= 0;
   Require(!no_pixels || stop <= 10 || !with_head, "no pixels take no bits");
 }
@@ -45,7 +42,7 @@ void PaintAlpha(Arguments& arguments, const HostPicture& host, uint8_t* pixels) 
   uint8_t value = 0;
   uint32_t run = 0;
   for (int y = 0; y < host.lines; ++y) {
-    uint8_t* line = pixels + host.First() + int64_t{host.stride} * y;
+    uint8_t* line = host.Line(pixels, y);
     for (int x = 0; x < std::abs(host.width); ++x) {
       if (run-- == 0) {
         value = static_cast<uint8_t>(value + arguments.ConsumeIntegral<int8_t>());
@@ -62,13 +59,14 @@ void ThereAndBack(Arguments& arguments, const HostPicture& host) {
   Fill(pixels.data(), pixels.size(), false);
   PaintAlpha(arguments, host, pixels.data());
   const GuardedBuffer output(room);
-  const uint32_t size = tkmjpg::EncodeAlphaPlane(output.data(), room, pixels.data() + host.First(),
+  const uint32_t size = tkmjpg::EncodeAlphaPlane(output.data(), room, host.Line(pixels.data()),
                                                  host.stride, host.width, host.height);
   Require(size <= room, "within the room");
   if (size == 0) return;
   const Bytes segment(output.data(), output.data() + size);
   const GuardedBuffer back(host.Bytes());
-  Require(Read(segment, host, back, false, GuardAt::kEnd) == size, "reading ends where it ended");
+  Fill(back.data(), back.size(), false);
+  Require(Read(segment, host, back, GuardAt::kEnd) == size, "reading ends where it ended");
   if (host.width <= 0 || host.height <= 0) return;
   Require(pixels.size() == 0 || std::memcmp(pixels.data(), back.data(), pixels.size()) == 0,
           "the same plane");

@@ -4,12 +4,9 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <algorithm>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 
 #include "tests/frame_calls.h"
 
@@ -31,15 +28,13 @@ struct HostPicture {
   int width = 0, height = 0, stride = 0;
   int line_bytes = 0, lines = 0;
 
-  size_t Step() const { return static_cast<size_t>(std::abs(stride)); }
+  size_t Step() const { return std::abs(stride); }
   // From the lowest line to the end of the highest.
-  size_t Bytes() const {
-    return lines == 0 ? 0
-                      : Step() * static_cast<size_t>(lines - 1) + static_cast<size_t>(line_bytes);
-  }
-  // Where line 0 begins, from the lowest byte on.
-  size_t First() const {
-    return stride < 0 && lines != 0 ? Step() * static_cast<size_t>(lines - 1) : 0;
+  size_t Bytes() const { return lines == 0 ? 0 : Step() * (lines - 1) + line_bytes; }
+  // A line of the picture whose lowest byte is at `bytes`.
+  uint8_t* Line(uint8_t* bytes, int y = 0) const {
+    const int64_t first = stride < 0 && lines != 0 ? -int64_t{stride} * (lines - 1) : 0;
+    return bytes + first + int64_t{stride} * y;
   }
 };
 
@@ -80,11 +75,23 @@ inline void Fill(uint8_t* bytes, size_t size, bool inverted) {
   if (size != 0) std::memcpy(bytes, Filling(inverted), size);
 }
 
+// Two pictures that a call is made on, in front of a page that faults and behind one.
+struct TwoPictures {
+  GuardedBuffer a, b;
+
+  explicit TwoPictures(const HostPicture& host)
+      : a(host.Bytes(), GuardAt::kEnd), b(host.Bytes(), GuardAt::kStart) {
+    Fill(a.data(), a.size(), false);
+    Fill(b.data(), b.size(), true);
+  }
+};
+
 // After two calls on the two fillings: the same bytes of the lines are written, with the same
 // values, and none between the lines.
-inline void RequireSamePicture(const HostPicture& host, const uint8_t* a, const uint8_t* b) {
+inline void RequireSamePicture(const HostPicture& host, const TwoPictures& pictures) {
+  const uint8_t *a = pictures.a.data(), *b = pictures.b.data();
   const uint8_t *first = Filling(false), *second = Filling(true);
-  const auto line = static_cast<size_t>(host.line_bytes), gap = host.Step() - line;
+  const size_t line = host.line_bytes, gap = host.Step() - line;
   size_t i = 0;
   for (int y = 0; y < host.lines; ++y, i += gap) {
     const size_t end = i + line;
@@ -109,4 +116,12 @@ __attribute__((noinline)) inline void SmearStack(uint8_t byte) {
 template <typename T, size_t N>
 const T& DrawFrom(Arguments& arguments, const T (&choices)[N]) {
   return choices[arguments.ConsumeIntegralInRange<size_t>(0, N - 1)];
+}
+
+// Each of them or not.
+template <size_t N>
+uint32_t DrawFlags(Arguments& arguments, const uint32_t (&choices)[N]) {
+  uint32_t flags = 0;
+  for (const uint32_t flag : choices) flags |= arguments.ConsumeBool() ? flag : 0;
+  return flags;
 }

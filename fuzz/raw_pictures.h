@@ -26,8 +26,7 @@ class RawPicture {
   RawPicture& operator=(const RawPicture&) = delete;
   ~RawPicture() { ASAN_UNPOISON_MEMORY_REGION(pixels_.data(), pixels_.size()); }
 
-  const uint8_t* First() const { return pixels_.data() + host_.First(); }
-  uint8_t* Line(int y) const { return pixels_.data() + host_.First() + int64_t{host_.stride} * y; }
+  uint8_t* Line(int y = 0) const { return host_.Line(pixels_.data(), y); }
 
  private:
   void PaintLine(uint8_t* line, int pixel_bytes, int y) {
@@ -48,15 +47,13 @@ class RawPicture {
       case Texture::kBlackAndWhite:
         return noise < level_ ? 0 : 255;
       default:
-        return drawn_.empty()
-                   ? level_
-                   : drawn_[static_cast<size_t>(y * host_.line_bytes + i) % drawn_.size()];
+        return drawn_.empty() ? level_ : drawn_[size_t(y * host_.line_bytes + i) % drawn_.size()];
     }
   }
   // What lies between two lines must not even be read.
   void PoisonBehind(uint8_t* line) const {
     uint8_t* const end = line + host_.line_bytes;
-    const size_t gap = host_.Step() - static_cast<size_t>(host_.line_bytes);
+    const size_t gap = host_.Step() - host_.line_bytes;
     if (end + gap <= pixels_.data() + pixels_.size()) ASAN_POISON_MEMORY_REGION(end, gap);
   }
 

@@ -1,7 +1,5 @@
 // Raw picture to stream and back, every layout, flag, size, quality and room: the room holds, the
 // whole picture comes back, and alpha exactly.
-#include <algorithm>
-
 #include "decoder/frame_decompressor.h"
 #include "frame/stream_format.h"
 #include "fuzz/raw_pictures.h"
@@ -12,12 +10,6 @@ constexpr uint32_t kFlags[] = {TKMJPG_C_HUFFMAN_TABLES, TKMJPG_C_ONE_FIELD,   TK
                                TKMJPG_C_CODE2_FIRST,    TKMJPG_C_FIELDS,      TKMJPG_C_ALPHA,
                                TKMJPG_C_STRONG_RATE,    TKMJPG_C_RATE_CONTROL};
 
-uint32_t DrawFlags(Arguments& arguments) {
-  uint32_t flags = arguments.ConsumeIntegralInRange(0U, 15U) << TKMJPG_C_MODE_SHIFT;
-  for (const uint32_t flag : kFlags) flags |= arguments.ConsumeBool() ? flag : 0;
-  return flags;
-}
-
 // The layout to decode to: the one that was coded, if decompress knows it.
 const Layout& WayBack(const Layout& layout) {
   return layout.fourcc == TKMJPG_VYUY ? kOutputLayouts[2] : layout;
@@ -26,28 +18,25 @@ const Layout& WayBack(const Layout& layout) {
 // Decodes over both fillings. Returns the picture that came of the first.
 Bytes DecodeTwice(const Bytes& stream, const Layout& layout, const HostPicture& host) {
   const GuardedBuffer input(stream);
-  const GuardedBuffer a(host.Bytes()), b(host.Bytes(), GuardAt::kStart);
-  Fill(a.data(), a.size(), false);
-  Fill(b.data(), b.size(), true);
-  for (const GuardedBuffer* out : {&a, &b}) {
+  const TwoPictures out(host);
+  for (const GuardedBuffer* pixels : {&out.a, &out.b}) {
     DecompressBuffer_MJPG(input.data(), static_cast<uint32_t>(input.size()),
-                          out->data() + host.First(), host.stride, host.width, host.height, 0,
+                          host.Line(pixels->data()), host.stride, host.width, host.height, 0,
                           layout.fourcc, 0, nullptr);
   }
-  RequireSamePicture(host, a.data(), b.data());
+  RequireSamePicture(host, out);
   // The last line of an odd number is in neither field.
   for (int y = 0; y < (host.lines & ~1); ++y) {
-    const size_t line = host.First() + static_cast<size_t>(int64_t{host.stride} * y);
     Require(
-        std::memcmp(a.data() + line, b.data() + line, static_cast<size_t>(host.line_bytes)) == 0,
+        std::memcmp(host.Line(out.a.data(), y), host.Line(out.b.data(), y), host.line_bytes) == 0,
         "every pixel comes back");
   }
-  return a.Bytes();
+  return out.a.Bytes();
 }
 
-void RequireSameAlpha(const HostPicture& host, const RawPicture& picture, const Bytes& back) {
+void RequireSameAlpha(const HostPicture& host, const RawPicture& picture, Bytes back) {
   for (int y = 0; y < host.lines; ++y) {
-    const uint8_t* decoded = back.data() + host.First() + int64_t{host.stride} * y;
+    const uint8_t* decoded = host.Line(back.data(), y);
     for (int x = 3; x < host.line_bytes; x += 4) {
       Require(picture.Line(y)[x] == decoded[x], "the same alpha");
     }
@@ -57,10 +46,8 @@ void RequireSameAlpha(const HostPicture& host, const RawPicture& picture, const 
 // Behind a single field any SOI counts, even in the alpha segment's bits: that field's picture is
 // then not completed.
 bool AlphaLooksLikeImage(const Bytes& stream, uint32_t flags) {
-  constexpr uint8_t kSecond[] = {0xFF, tkmjpg::kSoi};
   return (flags & TKMJPG_C_ONE_FIELD) != 0 && (flags & TKMJPG_C_ALPHA) != 0 &&
-         std::search(stream.begin() + 2, stream.end(), std::begin(kSecond), std::end(kSecond)) !=
-             stream.end();
+         FindMarker(stream, tkmjpg::kSoi, 2) != stream.size();
 }
 
 // Reading stops behind the last image, with nothing left but fill.
@@ -68,8 +55,8 @@ void RequireWholeStreamRead(const Bytes& stream, const HostPicture& host, bool f
   const GuardedBuffer pixels(host.Bytes());
   CodecCarryState carry = tkmjpg::kNewCarryState;
   const uint8_t* stop = tkmjpg::DecompressFrame(
-      stream.data(), static_cast<uint32_t>(stream.size()), pixels.data() + host.First(),
-      host.stride, host.width, host.height, 0, tkmjpg::PixelFormatCode::kYuyv, &carry);
+      stream.data(), static_cast<uint32_t>(stream.size()), host.Line(pixels.data()), host.stride,
+      host.width, host.height, 0, tkmjpg::PixelFormatCode::kYuyv, &carry);
   Require(stop >= stream.data() + 2 && stop[-2] == 0xFF && stop[-1] == tkmjpg::kEoi,
           "reading stops behind EOI");
   if (fields) return;  // where no tag tells of them, the second one is not looked for
@@ -88,7 +75,7 @@ Bytes Encode(const RawPicture& picture, const Layout& layout, const HostPicture&
   const GuardedBuffer output(coding.room);
   const CodecCarryState before = *carry;
   const uint32_t size =
-      CompressBuffer_MJPG(picture.First(), host.stride, output.data(), coding.room, host.width,
+      CompressBuffer_MJPG(picture.Line(), host.stride, output.data(), coding.room, host.width,
                           host.height, coding.quality, coding.flags, layout.fourcc, 0, carry);
   Require(size <= coding.room, "within the room");
   Require(carry->decode_flags == before.decode_flags, "the decoder's word stays");
@@ -103,7 +90,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const Layout& layout = DrawFrom(arguments, kInputLayouts);
   const HostPicture host = DrawPicture(arguments, layout.pixel_bytes, -2, 120);
   Coding coding = {};
-  coding.flags = DrawFlags(arguments);
+  coding.flags = Mode(arguments.ConsumeIntegralInRange(0U, 15U));
+  coding.flags |= DrawFlags(arguments, kFlags);
   coding.quality = (coding.flags & TKMJPG_C_RATE_CONTROL) != 0
                        ? arguments.ConsumeIntegralInRange(-10, 60000)
                        : arguments.ConsumeIntegralInRange(-1, 102);

@@ -6,34 +6,21 @@
 #include "encoder/frame_compressor.h"
 #include "encoder/image_encoder.h"
 #include "encoder/quant_tables.h"
-#include "fuzz/damage.h"
 #include "fuzz/raw_pictures.h"
+#include "tests/damage.h"
 
 namespace {
 
 using tkmjpg::CpuRung;
-using tkmjpg::PixelFormatCode;
 
-struct Format {
-  PixelFormatCode code;
-  Layout layout;  // of the raw pictures
-};
-
-constexpr Format kInputFormats[] = {
-    {PixelFormatCode::kYuyv, kInputLayouts[0]},     {PixelFormatCode::kUyvy, kInputLayouts[1]},
-    {PixelFormatCode::kVyuy, kInputLayouts[2]},     {PixelFormatCode::kYuyvFull, kInputLayouts[3]},
-    {PixelFormatCode::kUyvyFull, kInputLayouts[4]}, {PixelFormatCode::kBgr24, kInputLayouts[5]},
-    {PixelFormatCode::kBgrx32, kInputLayouts[6]},   {PixelFormatCode::kBgra32, kInputLayouts[7]},
-    {PixelFormatCode::kRgb555, kInputLayouts[8]}};
-constexpr PixelFormatCode kOutputFormats[] = {
-    PixelFormatCode::kYuyv,       PixelFormatCode::kYuyvFull,   PixelFormatCode::kUyvy,
-    PixelFormatCode::kUyvyFull,   PixelFormatCode::kBgr24,      PixelFormatCode::kBgr24Full,
-    PixelFormatCode::kBgrx32,     PixelFormatCode::kBgrx32Full, PixelFormatCode::kBgra32,
-    PixelFormatCode::kBgra32Full, PixelFormatCode::kRgb555,     PixelFormatCode::kRgb565,
-    PixelFormatCode::kVyuy};  // one that the decoder does not write
+constexpr PixelCode kOutputFormats[] = {
+    PixelCode::kYuyv,   PixelCode::kYuyvFull,   PixelCode::kUyvy,   PixelCode::kUyvyFull,
+    PixelCode::kBgr24,  PixelCode::kBgr24Full,  PixelCode::kBgrx32, PixelCode::kBgrx32Full,
+    PixelCode::kBgra32, PixelCode::kBgra32Full, PixelCode::kRgb555, PixelCode::kRgb565,
+    PixelCode::kVyuy};  // one that the decoder does not write
 
 struct Coding {
-  Format format;
+  Layout layout;
   HostPicture host;
   uint32_t flags;
   int32_t quality;
@@ -52,8 +39,8 @@ Encoded EncodeFrame(const Coding& coding, const RawPicture& picture, uint32_t ra
   const GuardedBuffer output(coding.room);
   CodecCarryState carry = {0, rate_scale};
   const uint32_t size = tkmjpg::CompressFrame(
-      output.data(), coding.room, picture.First(), coding.host.stride, coding.host.width,
-      coding.host.height, coding.flags, coding.format.code, &carry, coding.quality);
+      output.data(), coding.room, picture.Line(), coding.host.stride, coding.host.width,
+      coding.host.height, coding.flags, coding.layout.code, &carry, coding.quality);
   Require(size <= coding.room, "within the room");
   return {{output.data(), output.data() + size}, carry.rate_scale};
 }
@@ -62,11 +49,10 @@ Encoded EncodeWithRestarts(const Coding& coding, const RawPicture& picture) {
   const GuardedBuffer output(coding.room);
   tkmjpg::EncoderContext context;
   context.kernels = &tkmjpg::EncoderKernelsOf(tkmjpg::ActiveCpuRung());
-  context.pixel_format = coding.format.code;
+  context.pixel_format = coding.layout.code;
   context.width = coding.host.width;
   context.restart_interval = coding.restart_interval;
-  context.output.output_start = output.data();
-  context.output.output_capacity = coding.room;
+  context.output = {output.data(), coding.room};
   tkmjpg::BuildQuantTablesFromQuality(context, coding.quality);
   const int fields = (coding.flags & TKMJPG_C_FIELDS) != 0 && coding.host.height > 1 ? 2 : 1;
   for (int i = 0; i < fields; ++i) {
@@ -92,8 +78,8 @@ Encoded Encode(CpuRung rung, const Coding& coding, const RawPicture& picture, ui
 // The stream of the plain rung, the same on all.
 Bytes EncodeOnEveryRung(Arguments& arguments) {
   Coding coding = {};
-  coding.format = DrawFrom(arguments, kInputFormats);
-  coding.host = DrawPicture(arguments, coding.format.layout.pixel_bytes, 0, 208);
+  coding.layout = DrawFrom(arguments, kInputLayouts);
+  coding.host = DrawPicture(arguments, coding.layout.pixel_bytes, 0, 208);
   coding.flags = arguments.ConsumeIntegral<uint32_t>();
   coding.quality = (coding.flags & TKMJPG_C_RATE_CONTROL) != 0
                        ? arguments.ConsumeIntegralInRange(0, 60000)
@@ -101,7 +87,7 @@ Bytes EncodeOnEveryRung(Arguments& arguments) {
   coding.room = arguments.ConsumeBool() ? 400000 : arguments.ConsumeIntegralInRange(0U, 40000U);
   coding.restart_interval = arguments.ConsumeBool() ? arguments.ConsumeIntegralInRange(0U, 40U) : 0;
   const uint32_t scale = arguments.ConsumeIntegralInRange(0U, 256U);
-  const RawPicture picture(arguments, coding.format.layout, coding.host);
+  const RawPicture picture(arguments, coding.layout, coding.host);
   const Encoded plain = Encode(CpuRung::kPlain, coding, picture, scale);
   for (int rung = 1; rung <= static_cast<int>(tkmjpg::HighestCpuRung()); ++rung) {
     Require(Encode(static_cast<CpuRung>(rung), coding, picture, scale) == plain,
@@ -111,7 +97,7 @@ Bytes EncodeOnEveryRung(Arguments& arguments) {
 }
 
 struct Decoding {
-  PixelFormatCode format;
+  PixelCode format;
   HostPicture host;
   uint32_t flags;
   uint32_t decode_flags;
@@ -125,16 +111,15 @@ struct Decoded {
   bool operator==(const Decoded&) const = default;
 };
 
-Decoded Decode(CpuRung rung, const Bytes& bytes, const Decoding& decoding, bool inverted,
-               GuardAt guard) {
+Decoded Decode(CpuRung rung, const Bytes& bytes, const Decoding& decoding, GuardAt guard) {
   tkmjpg::ForceCpuRung(rung);
   const GuardedBuffer stream(bytes, guard);
   const GuardedBuffer pixels(decoding.host.Bytes(), guard);
-  Fill(pixels.data(), pixels.size(), inverted);
+  Fill(pixels.data(), pixels.size(), false);
   SmearStack(static_cast<uint8_t>(rung));
   CodecCarryState carry = {decoding.decode_flags, 0};
   const uint8_t* stop = tkmjpg::DecompressFrame(
-      stream.data(), static_cast<uint32_t>(stream.size()), pixels.data() + decoding.host.First(),
+      stream.data(), static_cast<uint32_t>(stream.size()), decoding.host.Line(pixels.data()),
       decoding.host.stride, decoding.host.width, decoding.host.height, decoding.flags,
       decoding.format, &carry);
   return {pixels.Bytes(), static_cast<size_t>(stop - stream.data()), carry.decode_flags};
@@ -148,9 +133,9 @@ void DecodeOnEveryRung(Arguments& arguments, const Bytes& stream) {
   decoding.flags = arguments.ConsumeIntegral<uint16_t>();
   decoding.decode_flags = arguments.ConsumeBool() ? 1 : 0;
   const GuardAt guard = DrawGuard(arguments);
-  const Decoded plain = Decode(CpuRung::kPlain, stream, decoding, false, guard);
+  const Decoded plain = Decode(CpuRung::kPlain, stream, decoding, guard);
   for (int rung = 1; rung <= static_cast<int>(tkmjpg::HighestCpuRung()); ++rung) {
-    const Decoded other = Decode(static_cast<CpuRung>(rung), stream, decoding, false, guard);
+    const Decoded other = Decode(static_cast<CpuRung>(rung), stream, decoding, guard);
     Require(other.position == plain.position, "the same position on every rung");
     Require(other == plain, "the same picture on every rung");
   }

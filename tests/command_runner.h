@@ -6,25 +6,31 @@
 
 #include <cstdlib>
 
+#include "tests/bytes.h"
 #include "tests/temporary_folder.h"
 
 class CommandTest : public testing::Test {
  protected:
-  using Bytes = std::vector<uint8_t>;
   struct Result {
     int code;
     std::string out, errors;
   };
 
-  Result Run(const std::string& arguments) const {
-    const std::string line =
-        "cd " + folder_.Path("") + " && " TKMJPG_COMMAND " " + arguments + " >out.txt 2>errors.txt";
-    const int status = std::system(line.c_str());
+  Result Shell(const std::string& line) const {
+    const int status = std::system(
+        ("cd " + folder_.Path("") + " && (" + line + ") >out.txt 2>errors.txt").c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Text("out.txt"), Text("errors.txt")};
+  }
+  Result Run(const std::string& arguments) const { return Shell(TKMJPG_COMMAND " " + arguments); }
+  // What it writes to standard output.
+  std::string RunWell(const std::string& arguments) const {
+    const Result result = Run(arguments);
+    EXPECT_EQ(result.code, 0) << arguments << ": " << result.errors;
+    return result.out;
   }
 
   // `message` in one line that begins as it should, and no output of either name.
-  void ExpectRefusal(const char* arguments, int code, const char* message) const {
+  void ExpectRefusal(const std::string& arguments, int code, const char* message) const {
     SCOPED_TRACE(arguments);
     const Result result = Run(arguments);
     EXPECT_EQ(result.code, code);
@@ -40,11 +46,11 @@ class CommandTest : public testing::Test {
     const Bytes bytes = Output(name);
     return {bytes.begin(), bytes.end()};
   }
-  void WriteFile(const std::string& name, const std::string& text) const {
-    std::ofstream(folder_.Path(name), std::ios::binary) << text;
-  }
   void WriteFile(const std::string& name, const Bytes& bytes) const {
-    WriteFile(name, std::string(bytes.begin(), bytes.end()));
+    WriteBytes(folder_.Path(name), bytes);
+  }
+  void WriteFile(const std::string& name, const std::string& text) const {
+    WriteFile(name, Bytes(text.begin(), text.end()));
   }
 
   TemporaryFolder folder_;

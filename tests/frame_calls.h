@@ -1,39 +1,44 @@
-// What the tests of whole frames share: layouts, pictures, and the two calls on vectors.
+// What the tests of whole frames share: layouts, and the two calls on byte strings.
 #pragma once
 
-#include <cstdint>
-#include <cstdlib>
-#include <random>
-#include <vector>
-
+#include "frame/pixel_format.h"
+#include "tests/bytes.h"
 #include "tests/guarded_buffer.h"
 #include "tkmjpg.h"
 
-using Bytes = std::vector<uint8_t>;
+using PixelCode = tkmjpg::PixelFormatCode;
 
 struct Layout {
   const char* name;
   uint32_t fourcc;
   int pixel_bytes;
+  PixelCode code;
 };
 
 inline constexpr Layout kInputLayouts[] = {
-    {"YUY2", TKMJPG_YUY2, 2}, {"UYVY", TKMJPG_UYVY, 2}, {"VYUY", TKMJPG_VYUY, 2},
-    {"YuYv", TKMJPG_YuYv, 2}, {"UyVy", TKMJPG_UyVy, 2}, {"BGR3", TKMJPG_BGR3, 3},
-    {"BGR4", TKMJPG_BGR4, 4}, {"BGRA", TKMJPG_BGRA, 4}, {"R555", TKMJPG_R555, 2}};
-inline constexpr Layout kOutputLayouts[] = {
-    {"YUY2", TKMJPG_YUY2, 2}, {"YUYV", TKMJPG_YUYV, 2}, {"UYVY", TKMJPG_UYVY, 2},
-    {"YuYv", TKMJPG_YuYv, 2}, {"UyVy", TKMJPG_UyVy, 2}, {"BGR3", TKMJPG_BGR3, 3},
-    {"BGR4", TKMJPG_BGR4, 4}, {"BGRA", TKMJPG_BGRA, 4}, {"R555", TKMJPG_R555, 2},
-    {"R565", TKMJPG_R565, 2}, {"bgr3", TKMJPG_bgr3, 3}, {"bgr4", TKMJPG_bgr4, 4},
-    {"bgra", TKMJPG_bgra, 4}};
+    {"YUY2", TKMJPG_YUY2, 2, PixelCode::kYuyv},     {"UYVY", TKMJPG_UYVY, 2, PixelCode::kUyvy},
+    {"VYUY", TKMJPG_VYUY, 2, PixelCode::kVyuy},     {"YuYv", TKMJPG_YuYv, 2, PixelCode::kYuyvFull},
+    {"UyVy", TKMJPG_UyVy, 2, PixelCode::kUyvyFull}, {"BGR3", TKMJPG_BGR3, 3, PixelCode::kBgr24},
+    {"BGR4", TKMJPG_BGR4, 4, PixelCode::kBgrx32},   {"BGRA", TKMJPG_BGRA, 4, PixelCode::kBgra32},
+    {"R555", TKMJPG_R555, 2, PixelCode::kRgb555}};
+inline constexpr Layout kOutputLayouts[] = {{"YUY2", TKMJPG_YUY2, 2, PixelCode::kYuyv},
+                                            {"YUYV", TKMJPG_YUYV, 2, PixelCode::kYuyv},
+                                            {"UYVY", TKMJPG_UYVY, 2, PixelCode::kUyvy},
+                                            {"YuYv", TKMJPG_YuYv, 2, PixelCode::kYuyvFull},
+                                            {"UyVy", TKMJPG_UyVy, 2, PixelCode::kUyvyFull},
+                                            {"BGR3", TKMJPG_BGR3, 3, PixelCode::kBgr24},
+                                            {"BGR4", TKMJPG_BGR4, 4, PixelCode::kBgrx32},
+                                            {"BGRA", TKMJPG_BGRA, 4, PixelCode::kBgra32},
+                                            {"R555", TKMJPG_R555, 2, PixelCode::kRgb555},
+                                            {"R565", TKMJPG_R565, 2, PixelCode::kRgb565},
+                                            {"bgr3", TKMJPG_bgr3, 3, PixelCode::kBgr24Full},
+                                            {"bgr4", TKMJPG_bgr4, 4, PixelCode::kBgrx32Full},
+                                            {"bgra", TKMJPG_bgra, 4, PixelCode::kBgra32Full}};
+inline constexpr Layout kYuy2 = kInputLayouts[0], kYuYv = kInputLayouts[3],
+                        kBgra = kInputLayouts[7];
 
-inline Bytes Noise(size_t size, uint32_t seed) {
-  std::mt19937 random(seed);
-  Bytes bytes(size);
-  for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
-  return bytes;
-}
+constexpr uint32_t Mode(uint32_t mode) { return mode << TKMJPG_C_MODE_SHIFT; }
+inline constexpr uint32_t kBare = Mode(5);  // JFIF: no field tag, nothing behind EOI
 
 // One call's arguments; lines are packed unless stride says otherwise.
 struct Call {
@@ -48,6 +53,7 @@ struct Call {
   int Stride() const { return stride != 0 ? stride : width * layout.pixel_bytes; }
   // The first byte of line 0 in a buffer that holds the lines from its lowest address on.
   int64_t First() const { return Stride() < 0 ? -int64_t{Stride()} * (height - 1) : 0; }
+  size_t Size() const { return size_t(std::abs(Stride())) * height; }
 };
 
 // Empty when the call answers 0.
@@ -60,6 +66,10 @@ inline Bytes Compress(const Bytes& pixels, const Call& call, GuardAt guard = Gua
   return {output.data(), output.data() + size};
 }
 
+inline Bytes CompressNoise(const Call& call, uint32_t seed) {
+  return Compress(Noise(call.Size(), seed), call);
+}
+
 // `pixels` as they are after the call.
 inline Bytes Decompress(const Bytes& stream, const Call& call, const Bytes& pixels) {
   const GuardedBuffer input(stream);
@@ -69,20 +79,13 @@ inline Bytes Decompress(const Bytes& stream, const Call& call, const Bytes& pixe
                         call.flags, call.layout.fourcc, 0, call.carry);
   return output.Bytes();
 }
-
-// Where the two bytes FF `marker` stand from `from` on; the stream's size if they do not.
-inline size_t FindMarker(const Bytes& stream, uint8_t marker, size_t from = 0) {
-  for (size_t at = from; at + 1 < stream.size(); ++at) {
-    if (stream[at] == 0xFF && stream[at + 1] == marker) return at;
-  }
-  return stream.size();
+inline Bytes Decompress(const Bytes& stream, const Call& call) {
+  return Decompress(stream, call, Bytes(call.Size()));
 }
 
 inline size_t EntropyStart(const Bytes& stream) { return FindMarker(stream, 0xDA) + 14; }
 
-// The same stream with a DRI of `interval` (0 to 255) behind SOI.
-inline Bytes WithRestartInterval(Bytes stream, uint8_t interval) {
-  const Bytes dri = {0xFF, 0xDD, 0, 4, 0, interval};
-  stream.insert(stream.begin() + 2, dri.begin(), dri.end());
-  return stream;
+// The same stream with a DRI of `interval` behind SOI.
+inline Bytes WithRestartInterval(const Bytes& stream, uint8_t interval) {
+  return Insert(stream, 2, {0xFF, 0xDD, 0, 4, 0, interval});
 }

@@ -3,9 +3,8 @@
 #include <png.h>
 
 #include <filesystem>
-#include <fstream>
-#include <stdexcept>
 
+#include "tests/bytes.h"
 #include "tests/temporary_folder.h"
 #include "tkmjpg.h"
 #include "tools/tkmjpg/error.h"
@@ -23,45 +22,38 @@ constexpr auto kBetween = ChromaLines::kBetween;
 TEST(Y4mHeader, TellsTheFormat) {
   const struct {
     const char* line;
-    int width = 2, height = 2;
-    Rational rate = {25, 1}, aspect = {0, 0};
     FieldOrder order = FieldOrder::kProgressive;
     Chroma chroma = Chroma::k420;
     ChromaLines lines = kBetween;
     bool full_range = false;
-  } cases[] = {{"YUV4MPEG2 W16 H8 F25:1", 16, 8},
-               {"YUV4MPEG2 H8 W16 F30000:1001 It A16:15 C420mpeg2 XCOLORRANGE=LIMITED",
-                16,
-                8,
-                {30000, 1001},
-                {16, 15},
+  } cases[] = {{"YUV4MPEG2 W16 H8 F30000:1001 A16:15"},
+               {"YUV4MPEG2 H8 W16 A16:15 F30000:1001 It C420mpeg2 XCOLORRANGE=LIMITED",
                 FieldOrder::kTopFirst},
-               {.line = "YUV4MPEG2 W2 H2 F0:0 Ib A0:0 C420paldv",
-                .order = FieldOrder::kBottomFirst,
-                .lines = ChromaLines::kAlternate},
-               {.line = "YUV4MPEG2 W2 H2 Ip C422 XYSCSS=422 XCOLORRANGE=FULL",
-                .chroma = Chroma::k422,
-                .full_range = true},
-               {.line = "YUV4MPEG2 W2 H2 I? C444", .chroma = Chroma::k444},
-               {.line = "YUV4MPEG2 W2 H2 Zlater Cmono", .chroma = Chroma::kMono}};
+               {"YUV4MPEG2 W16 H8 F30000:1001 Ib A16:15 C420paldv", FieldOrder::kBottomFirst,
+                Chroma::k420, ChromaLines::kAlternate},
+               {"YUV4MPEG2 W16 H8 F30000:1001 A16:15 Ip C422 XYSCSS=422 XCOLORRANGE=FULL",
+                FieldOrder::kProgressive, Chroma::k422, kBetween, true},
+               {"YUV4MPEG2 W16 H8 F30000:1001 A16:15 I? Zlater Cmono", FieldOrder::kProgressive,
+                Chroma::kMono}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.line);
     const Y4mHeader header = ParseY4mHeader(c.line);
-    EXPECT_EQ(header.video.width, c.width);
-    EXPECT_EQ(header.video.height, c.height);
-    EXPECT_EQ(header.video.rate.num * c.rate.den, c.rate.num * header.video.rate.den);
-    EXPECT_EQ(header.video.pixel_aspect.num, c.aspect.num);
-    EXPECT_EQ(header.video.pixel_aspect.den, c.aspect.den);
-    EXPECT_EQ(header.video.field_order, c.order);
+    const VideoFormat& video = header.video;
+    EXPECT_EQ((std::array{int64_t{video.width}, int64_t{video.height}, video.rate.num,
+                          video.rate.den, video.pixel_aspect.num, video.pixel_aspect.den}),
+              (std::array<int64_t, 6>{16, 8, 30000, 1001, 16, 15}));
+    EXPECT_EQ(video.field_order, c.order);
     EXPECT_EQ(header.planes.chroma, c.chroma);
     EXPECT_EQ(header.planes.chroma_lines, c.lines);
     EXPECT_EQ(header.planes.full_range, c.full_range);
   }
+  const VideoFormat unknown = ParseY4mHeader("YUV4MPEG2 W2 H2 F0:0 A0:0").video;
+  EXPECT_EQ(unknown.rate.num, 25 * unknown.rate.den);
+  EXPECT_EQ(unknown.pixel_aspect.num, 0);
 }
 
 TEST(Y4mHeader, RefusesByName) {
   const std::pair<const char*, const char*> cases[] = {
-      {"", "no Y4M"},
       {"YUV4MPEG W2 H2", "no Y4M"},
       {"YUV4MPEG2 H2", "no picture size"},
       {"YUV4MPEG2 W2 H0", "no picture size"},
@@ -69,39 +61,35 @@ TEST(Y4mHeader, RefusesByName) {
       {"YUV4MPEG2 W2x H2", "'W2x'"},
       {"YUV4MPEG2 W2 H2 F25", "'F25'"},
       {"YUV4MPEG2 W2 H2 Ix", "'Ix'"},
-      {"YUV4MPEG2 W2 H2 C420p10", "C420p10 has more than 8 bits"},
       {"YUV4MPEG2 W2 H2 Cmono12", "Cmono12 has more than 8 bits"},
       {"YUV4MPEG2 W2 H2 C411", "C411 is no known"},
       {"YUV4MPEG2 W2 H2 C444alpha", "C444alpha is no known"}};
   for (const auto& [text, message] : cases) {
-    SCOPED_TRACE(text);
+    std::string refusal = "none";
     try {
       ParseY4mHeader(text);
-      ADD_FAILURE() << "taken";
     } catch (const std::invalid_argument& error) {
-      EXPECT_NE(std::string(error.what()).find(message), std::string::npos) << error.what();
+      refusal = error.what();
     }
+    EXPECT_NE(refusal.find(message), std::string::npos) << text << ": " << refusal;
   }
 }
 
 // Chroma that grows evenly from line to line must come out as if it had been sampled on each line,
 // if the positions of its lines are taken for what they are.
-struct SitingCase {
-  const char* name;
-  ChromaLines lines;
-  bool interlaced;
-  int odd;        // lines of the frame from an even chroma row to the next row
-  double cb, cr;  // line of the first row
-};
-
-const SitingCase kSitings[] = {{"progressive", kBetween, false, 2, 0.5, 0.5},
-                               {"interlaced", kBetween, true, 2, 0.5, 0.5},
-                               {"progressive DV", ChromaLines::kAlternate, false, 2, 1, 0},
-                               {"interlaced DV", ChromaLines::kAlternate, true, 1, 2, 0}};
-
 TEST(PackPlanar, ChromaLiesWhereItsSitingSays) {
   constexpr int kHeight = 24, kEdge = 4;
-  for (const SitingCase& c : kSitings) {
+  const struct {
+    const char* name;
+    ChromaLines lines;
+    bool interlaced;
+    int odd;        // lines of the frame from an even chroma row to the next row
+    double cb, cr;  // line of the first row
+  } cases[] = {{"progressive", kBetween, false, 2, 0.5, 0.5},
+               {"interlaced", kBetween, true, 2, 0.5, 0.5},
+               {"progressive DV", ChromaLines::kAlternate, false, 2, 1, 0},
+               {"interlaced DV", ChromaLines::kAlternate, true, 1, 2, 0}};
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     const PlanarFormat format{2, kHeight, Chroma::k420, c.lines, c.interlaced, false};
     Bytes planes(PlanarSize(format), 99), packed(kHeight * 4);
@@ -190,13 +178,13 @@ TEST(OutputFile, HasItsNameOnlyWhenWhole) {
   EXPECT_EQ(ReadBytes(path), (Bytes{1, 9, 3}));
 }
 
-Picture FirstPicture(const std::string& name, const InputOptions& options) {
+// The pictures of an input, one behind the other.
+std::vector<Picture> Pictures(const std::string& name, const InputOptions& options = {}) {
   const auto reader = OpenFrameReader(name, options);
-  Bytes raw;
-  Picture picture;
-  EXPECT_TRUE(reader->Read(raw));
-  reader->Unpack(raw, picture);
-  return picture;
+  std::vector<Picture> pictures;
+  for (Bytes raw; reader->Read(raw);) reader->Unpack(raw, pictures.emplace_back());
+  EXPECT_EQ(reader->FrameCount(), static_cast<int64_t>(pictures.size()));
+  return pictures;
 }
 
 void WritePng(const std::string& path, uint32_t width, uint32_t format, const Bytes& pixels) {
@@ -213,23 +201,19 @@ TEST(PngReader, LayoutsAndSequences) {
   const std::string pattern = folder.Path("f%02d.png");
   WritePng(folder.Path("f01.png"), 2, PNG_FORMAT_RGBA, {1, 2, 3, 255, 4, 5, 6, 0});
   WritePng(folder.Path("f02.png"), 2, PNG_FORMAT_RGB, {7, 8, 9, 10, 11, 12});
-  WritePng(folder.Path("f03.png"), 1, PNG_FORMAT_GRAY, {7});
   InputOptions options;
-  EXPECT_EQ(FirstPicture(pattern, options).pixels, (Bytes{3, 2, 1, 0, 0, 0}));
-  EXPECT_EQ(FirstPicture(folder.Path("f02.png"), options).pixels, (Bytes{9, 8, 7, 12, 11, 10}));
-  EXPECT_EQ(FirstPicture(folder.Path("f03.png"), options).pixels, (Bytes{7, 7, 7}));
+  const std::vector<Picture> opaque = Pictures(pattern, options);
+  ASSERT_EQ(opaque.size(), 2U);
+  EXPECT_EQ(opaque[0].pixels, (Bytes{3, 2, 1, 0, 0, 0}));
+  EXPECT_EQ(opaque[1].pixels, (Bytes{9, 8, 7, 12, 11, 10}));
   options.alpha = true;
-  const Picture with_alpha = FirstPicture(pattern, options);
+  const Picture with_alpha = Pictures(pattern, options)[0];
   EXPECT_EQ(with_alpha.layout, uint32_t{TKMJPG_BGRA});
   EXPECT_EQ(with_alpha.pixels, (Bytes{3, 2, 1, 255, 6, 5, 4, 0}));
 
-  const auto reader = OpenFrameReader(pattern, options);
-  EXPECT_EQ(reader->FrameCount(), 3);
-  Bytes raw;
-  Picture picture;
-  for (int i = 0; i < 3; ++i) ASSERT_TRUE(reader->Read(raw));
-  EXPECT_THROW(reader->Unpack(raw, picture), InputError);  // another size
-  EXPECT_FALSE(reader->Read(raw));
+  WritePng(folder.Path("f03.png"), 1, PNG_FORMAT_GRAY, {7});
+  EXPECT_EQ(Pictures(folder.Path("f03.png"))[0].pixels, (Bytes{7, 7, 7}));
+  EXPECT_THROW(Pictures(pattern), InputError) << "another size";
 }
 
 TEST(OpenFrameReader, RefusesBadUsage) {
@@ -251,31 +235,24 @@ TEST(OpenFrameReader, RefusesBadUsage) {
 
 // The same picture on every machine, with motion, and with fields half a frame apart.
 TEST(TestCard, IsTheSameForEver) {
-  InputOptions options;
-  const auto reader = OpenFrameReader("testcard:180x144@30000/1001:2", options);
-  EXPECT_EQ(reader->FrameCount(), 2);
-  Bytes raw;
-  Picture first, second;
-  ASSERT_TRUE(reader->Read(raw));
-  reader->Unpack(raw, first);
-  ASSERT_TRUE(reader->Read(raw));
-  reader->Unpack(raw, second);
-  EXPECT_FALSE(reader->Read(raw));
+  const std::vector<Picture> pictures = Pictures("testcard:180x144@30000/1001:2");
+  ASSERT_EQ(pictures.size(), 2U);
   const auto checksum = [](const Bytes& bytes) {  // FNV-1a
     uint32_t sum = 2166136261U;
     for (const uint8_t byte : bytes) sum = (sum ^ byte) * 16777619U;
     return sum;
   };
-  EXPECT_EQ(checksum(first.pixels), 522770717U);
-  EXPECT_EQ(checksum(second.pixels), 3828960078U);
+  EXPECT_EQ(checksum(pictures[0].pixels), 522770717U);
+  EXPECT_EQ(checksum(pictures[1].pixels), 3828960078U);
 
   // The later field's lines are those of half a frame later.
+  InputOptions options;
   options.field_order = FieldOrder::kBottomFirst;
-  const Picture fields = FirstPicture("testcard:180x144@25", options);
+  const Picture& frame = pictures[0];
+  const Picture fields = Pictures("testcard:180x144@25:1", options)[0];
   for (const int y : {100, 101}) {
-    const auto at = y * first.stride;
-    EXPECT_EQ(std::equal(&first.pixels[at], &first.pixels[at + first.stride], &fields.pixels[at]),
-              y == 101);
+    const size_t at = y * frame.stride, end = at + frame.stride;
+    EXPECT_EQ(Slice(frame.pixels, at, end) == Slice(fields.pixels, at, end), y == 101);
   }
 }
 

@@ -1,14 +1,10 @@
-// A folder that is gone with the test, and files in it.
+// A folder that is gone with the test.
 #pragma once
 
 #include <stdlib.h>
 
-#include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
-#include <vector>
 
 class TemporaryFolder {
  public:
@@ -28,8 +24,3 @@ class TemporaryFolder {
  private:
   std::string path_;
 };
-
-inline std::vector<uint8_t> ReadBytes(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}

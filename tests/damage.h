@@ -1,12 +1,12 @@
-// Damage to a stream, drawn from the input: at any place, or beside one of its markers.
+// Damage to a stream, by drawn numbers: at any place, or beside one of its markers.
 #pragma once
 
-#include <algorithm>
-
-#include "fuzz/fuzz_support.h"
+#include "tests/bytes.h"
 
 enum class Edit { kOverwrite, kFlipBit, kInsert, kRemove, kRepeat, kCut, kPutMarker, kMaxValue };
 
+// Arguments draws as libFuzzer's FuzzedDataProvider does.
+template <typename Arguments>
 class Damage {
  public:
   Damage(Arguments& arguments, Bytes& stream) : arguments_(arguments), stream_(stream) {}
@@ -17,10 +17,10 @@ class Damage {
 
  private:
   size_t DrawPlace() {
-    const size_t anywhere = arguments_.ConsumeIntegralInRange<size_t>(0, 0xFFFF);
+    const size_t anywhere = arguments_.template ConsumeIntegralInRange<size_t>(0, 0xFFFF);
     if (arguments_.ConsumeBool()) return anywhere * stream_.size() / 0x10000;
     return std::min(NextMarker(anywhere * stream_.size() / 0x10000) +
-                        arguments_.ConsumeIntegralInRange<size_t>(0, 5),
+                        arguments_.template ConsumeIntegralInRange<size_t>(0, 5),
                     stream_.size() - 1);
   }
   // Two bytes ahead of the 0xFF of a marker that is no stuffing.
@@ -31,10 +31,10 @@ class Damage {
     return stream_.size() - 1;
   }
   void ApplyOne() {
-    const auto edit = arguments_.ConsumeEnum<Edit>();
+    const auto edit = arguments_.template ConsumeEnum<Edit>();
     const size_t place = DrawPlace();
     const auto at = stream_.begin() + static_cast<ptrdiff_t>(place);
-    const auto value = arguments_.ConsumeIntegral<uint8_t>();
+    const auto value = arguments_.template ConsumeIntegral<uint8_t>();
     const size_t count = std::min<size_t>(1 + value, stream_.size() - place);
     const auto behind = at + static_cast<ptrdiff_t>(count);
     switch (edit) {
@@ -45,7 +45,7 @@ class Damage {
         *at = static_cast<uint8_t>(*at ^ 1 << value % 8);
         return;
       case Edit::kInsert:
-        stream_.insert(at, arguments_.ConsumeIntegralInRange<size_t>(1, 300), value);
+        stream_.insert(at, arguments_.template ConsumeIntegralInRange<size_t>(1, 300), value);
         return;
       case Edit::kRemove:
         stream_.erase(at, behind);

@@ -1,0 +1,310 @@
+// The command itself, as a user runs it.
+#include "cpu/cpu_rung.h"
+#include "tests/command_runner.h"
+#include "tests/frame_calls.h"
+#include "tools/tkmjpg/media/avi_writer.h"
+
+namespace {
+
+class Command : public CommandTest {};
+
+std::string Y4m(const std::string& tags, int frames, int width, int height) {
+  std::string text = "YUV4MPEG2 W" + std::to_string(width) + " H" + std::to_string(height) +
+                     " F25:1 " + tags + "\n";
+  for (int f = 0; f < frames; ++f) {
+    text += "FRAME\n";
+    for (int i = 0; i < width * height * 3 / 2; ++i) text += static_cast<char>(i * (f + 3) % 200);
+  }
+  return text;
+}
+
+// Frames of the films that are not coded by the command.
+constexpr int kWidth = 48, kHeight = 32;
+constexpr size_t kFrames = 7, kFrameBytes = kWidth * kHeight * 2;
+
+Bytes Encode(size_t n, uint32_t flags) {
+  Bytes pixels(kFrameBytes);
+  for (size_t i = 0; i < pixels.size(); ++i) {
+    pixels[i] = static_cast<uint8_t>(60 + 10 * n + i % 96 + (i / 96) * 3);
+  }
+  return Compress(pixels, {kYuy2, kWidth, kHeight, flags, 80});
+}
+
+std::vector<Bytes> Film(const std::vector<uint32_t>& flags) {
+  std::vector<Bytes> frames;
+  for (size_t n = 0; n < kFrames; ++n) frames.push_back(Encode(n, flags[n % flags.size()]));
+  return frames;
+}
+
+// AVI tells the height where single fields do not.
+void WriteAvi(const std::string& path, const std::vector<Bytes>& frames) {
+  tkmjpg::tool::AviWriter writer(path, tkmjpg::tool::MjpgAviVideo({kWidth, kHeight}),
+                                 tkmjpg::tool::Overwrite::kReplace);
+  for (const Bytes& frame : frames) writer.Write(frame);
+  writer.Finish();
+}
+
+// What the library makes of the frames in sequence, with one carry record.
+Bytes Sequence(const std::vector<Bytes>& frames, uint32_t flags, const Layout& layout = kYuYv) {
+  CodecCarryState carry = tkmjpg::kNewCarryState;
+  Bytes film;
+  for (const Bytes& frame : frames) {
+    film = film + Decompress(frame, {layout, kWidth, kHeight, flags, 0, &carry});
+  }
+  return film;
+}
+
+TEST_F(Command, RefusesInOneLine) {
+  const std::vector<Bytes> frames = Film({0});
+  Bytes film;
+  for (const Bytes& frame : frames) film = film + frame;
+  const size_t third = frames[0].size() + frames[1].size();
+  WriteFile("film.mjpg", film);
+  // The third frame's luma sampling.
+  WriteFile("bad.mjpg", Set(film, FindMarker(film, 0xC0, third) + 11, {0x22}));
+  const std::pair<const char*, std::string> files[] = {{"noise.mjpg", std::string(5000, '7')},
+                                                       {"good.y4m", Y4m("", 2, 16, 16)},
+                                                       {"deep.y4m", Y4m("C420p10", 1, 16, 16)},
+                                                       {"mixed.y4m", Y4m("Im", 1, 16, 16)},
+                                                       {"none.y4m", Y4m("", 0, 16, 16)},
+                                                       {"junk.y4m", "no film at all"},
+                                                       {"junk.png", "no picture at all"},
+                                                       {"huge.y4m", "YUV4MPEG2 W60000 H60000\n"},
+                                                       {"odd.y4m", Y4m("", 1, 16, 16) + "FRAMES\n"},
+                                                       {"there.avi", ""},
+                                                       {"there.y4m", ""}};
+  for (const auto& [name, text] : files) WriteFile(name, text);
+  const struct {
+    const char* arguments;
+    int code;
+    const char* message;
+  } cases[] = {
+      {"", 2, "subcommand"},
+      {"encode", 2, "INPUT is required"},
+      {"encode good.y4m", 2, "OUTPUT is required"},
+      {"encode good.y4m out.foo", 2, "out.foo: the name of the output ends in"},
+      {"encode good.y4m x.avi --quality 0", 2, "--quality"},
+      {"encode good.y4m x.avi --quality 101", 2, "--quality"},
+      {"encode good.y4m x.avi --mode 8", 2, "--mode"},
+      {"encode good.y4m x.avi --threads 0", 2, "--threads"},
+      {"encode good.y4m x.avi --bitrate 25X", 2, "--bitrate: '25X'"},
+      {"encode good.y4m x.avi --bitrate 1M --quality 5", 2, "excludes"},
+      {"encode good.y4m x.avi --strong", 2, "--strong needs"},
+      {"encode good.y4m x.avi --fields top --progressive", 2, "excludes"},
+      {"encode good.y4m x.avi --fields left", 2, "--fields"},
+      {"encode good.y4m x.avi --alpha", 2, "--alpha"},
+      {"encode good.y4m x.avi --nonsense", 2, "--nonsense"},
+      {"--cpu mmx encode good.y4m x.avi", 2, "'mmx' is none of"},
+      {"encode good.y4m there.avi", 2, "there.avi: exists; --force"},
+      {"encode good.y4m out.jpg", 2, "out.jpg: holds one frame only"},
+      {"encode nothing.y4m x.avi", 1, "nothing.y4m: No such file"},
+      {"encode good.y4m no/x.avi", 1, "no/x.avi: No such file"},
+      {"encode . x.avi", 1, "is a folder"},
+      {"encode /dev/null x.avi", 1, "/dev/null: is empty"},
+      {"encode junk.y4m x.avi", 1, "junk.y4m: is no Y4M"},
+      {"encode junk.png x.avi", 1, "junk.png: "},
+      {"encode none.y4m x.avi", 1, "none.y4m: holds no frame"},
+      {"encode deep.y4m x.avi", 1, "deep.y4m: C420p10 has more than 8 bits"},
+      {"encode mixed.y4m x.avi", 1, "mixed.y4m: Im"},
+      {"encode huge.y4m x.avi", 1, "60000x60000 is too large"},
+      {"encode odd.y4m x.avi", 1, "no FRAME where frame 1 should begin, at byte 415"},
+      {"encode - x.avi <junk.y4m", 1, "standard input: is no Y4M"},
+
+      {"decode", 2, "INPUT is required"},
+      {"decode film.mjpg", 2, "OUTPUT is required"},
+      {"decode film.mjpg x.foo", 2, "x.foo: the name of the output ends in"},
+      {"decode film.mjpg there.y4m", 2, "there.y4m: exists"},
+      {"decode film.mjpg x.raw --layout YUVX", 2, "'YUVX' is none of YUY2"},
+      {"decode film.mjpg x.y4m --frames 4:2", 2, "--frames"},
+      {"decode film.mjpg x.y4m --frames a", 2, "--frames"},
+      {"decode film.mjpg --verify 12", 2, "is no MD5"},
+      {"decode film.mjpg x.y4m --frames 20:", 1, "film.mjpg: holds no frame"},
+      {"decode none.avi x.y4m", 1, "none.avi: No such file"},
+      {"decode noise.mjpg x.y4m", 1, "noise.mjpg: no JPEG image in it"},
+      {"decode bad.mjpg x.y4m", 1, "bad.mjpg: frame 2: 4:2:0 image; only 4:2:2 can be decoded"},
+      {"info film.mjpg --frame 9", 1, "film.mjpg: has no frame 9, only 7"},
+      {"compare film.mjpg testcard:16x16@25:7", 1, "is 16x16, not 48x32"},
+  };
+  for (const auto& c : cases) ExpectRefusal(c.arguments, c.code, c.message);
+  // The bad frame shows the one before it, and the rest is there.
+  EXPECT_EQ(Run("decode bad.mjpg kept.raw -q --keep-going").code, 1);
+  EXPECT_EQ(Output("kept.raw").size(), kFrames * kFrameBytes);
+}
+
+TEST_F(Command, EncodesTheSameBytesForAnyThreads) {
+  for (const char* options : {"", "--alpha --quality 40", "--fields bottom", "--target-size 9k",
+                              "--bitrate 1.5M --strong --fields top --mode 7"}) {
+    SCOPED_TRACE(options);
+    const std::string line = std::string("encode -q -f testcard:176x144@25:20 ") + options;
+    RunWell(line + " 1.avi --threads 1");
+    EXPECT_GT(Output("1.avi").size(), 20000U);
+    for (const char* threads : {"2", "5"}) {
+      RunWell(line + " n.avi --threads " + threads);
+      EXPECT_EQ(Output("n.avi"), Output("1.avi")) << threads;
+    }
+  }
+}
+
+TEST_F(Command, DecodesTheSamePixelsForAnyThreads) {
+  constexpr uint32_t kPair = TKMJPG_C_FIELDS, kOne = TKMJPG_C_FIELDS | TKMJPG_C_ONE_FIELD;
+  constexpr uint32_t kFirst = TKMJPG_D_ONE_FIELD, kSmart = TKMJPG_D_ONE_FIELD_SMART;
+  const struct {
+    std::vector<uint32_t> film;
+    const char* options;
+    uint32_t flags;
+  } cases[] = {
+      {{0}, "", 0},
+      {{kPair}, "--invert-fields", TKMJPG_D_INVERT_FIELDS},
+      {{kPair | TKMJPG_C_CODE2_FIRST}, "--use-avi1-markers", TKMJPG_D_USE_AVI1_MARKERS},
+      {{kPair}, "--one-field", kFirst},
+      {{kPair}, "--one-field --smart", kFirst | kSmart},
+      {{kOne, kPair, kOne, kOne}, "--smart", kSmart},
+      {{kOne}, "--smart", kSmart},
+  };
+  for (const auto& c : cases) {
+    WriteAvi(folder_.Path("film.avi"), Film(c.film));
+    for (const char* threads : {"1", "2", "5"}) {
+      RunWell(std::string("decode film.avi film.raw -qf ") + c.options + " --threads " + threads);
+      EXPECT_EQ(Output("film.raw"), Sequence(Film(c.film), c.flags)) << c.options << threads;
+    }
+  }
+}
+
+TEST_F(Command, DecodesARangeOfFrames) {
+  WriteAvi(folder_.Path("film.avi"), Film({0}));
+  const Bytes all = Sequence(Film({0}), 0, kYuy2);
+  const struct {
+    const char* range;
+    size_t first, end;
+  } cases[] = {{"0:6", 0, 7}, {"2:4", 2, 5}, {"5:", 5, 7},
+               {":1", 0, 2},  {"3", 3, 4},   {"6:90", 6, 7}};
+  for (const auto& c : cases) {
+    RunWell(std::string("decode film.avi film.raw -qf --layout YUY2 --frames ") + c.range);
+    EXPECT_EQ(Output("film.raw"), Slice(all, c.first * kFrameBytes, c.end * kFrameBytes))
+        << c.range;
+  }
+}
+
+TEST_F(Command, RoundTripAndChecksum) {
+  RunWell("encode testcard:45x30@30000/1001:5 a.avi -q --quality 90");
+  RunWell("decode a.avi -q a.y4m");
+  RunWell("decode a.avi -q a_%02d.png");
+  EXPECT_EQ(Text("a.y4m").substr(0, 45), "YUV4MPEG2 W45 H30 F30000:1001 Ip A1:1 C422\nFR");
+  const std::string digest = RunWell("md5 a.avi").substr(0, 32);
+  RunWell("decode a.avi --verify " + digest);
+  EXPECT_EQ(Run("md5 a.avi --frames 1:3 --verify " + digest).code, 1);
+
+  RunWell("repair a.avi b.mjpg -q --no-huffman-tables");
+  RunWell("repair b.mjpg c.mjpg -q");
+  RunWell("repair a.avi d.mjpg -q");
+  EXPECT_EQ(Output("c.mjpg"), Output("d.mjpg"));
+  const std::pair<const char*, const char*> outputs[] = {
+      {"compare a.avi a.y4m", "5 frames: Y inf"},
+      {"compare a.avi a_%02d.png --per-frame", "frame 4: Y "},
+      {"info b.mjpg", "5 frames"},
+      {"info a.avi --json", "\"index\": \"right\""}};
+  for (const auto& [line, text] : outputs) {
+    const std::string out = Run(line).out;
+    EXPECT_NE(out.find(text), std::string::npos) << line << ": " << out;
+  }
+}
+
+TEST_F(Command, OutputsHoldTheSameFrames) {
+  WriteFile("a.y4m", Y4m("", 3, 40, 24));
+  RunWell("encode -q a.y4m a.mjpg");
+  RunWell("encode -q a.y4m a%02d.jpg");
+  const Bytes joined = Output("a00.jpg") + Output("a01.jpg") + Output("a02.jpg");
+  ASSERT_FALSE(joined.empty());
+  EXPECT_EQ(Output("a.mjpg"), joined);
+  RunWell("encode -q - - <a.y4m");
+  EXPECT_EQ(Output("out.txt"), joined);
+}
+
+TEST_F(Command, KeepsWhatComesBeforeTheDamage) {
+  const std::string film = Y4m("", 5, 32, 32);
+  WriteFile("cut.y4m", film.substr(0, film.size() - 1));
+  WriteFile("four.y4m", Y4m("", 4, 32, 32));
+  const Result failed = Run("encode -q cut.y4m cut.mjpg");
+  EXPECT_EQ(failed.code, 1);
+  EXPECT_NE(failed.errors.find("ends within frame 4"), std::string::npos) << failed.errors;
+  EXPECT_FALSE(Exists("cut.mjpg"));
+
+  const Result kept = Run("encode -q --keep-going cut.y4m cut.mjpg");
+  EXPECT_EQ(kept.code, 1);
+  EXPECT_EQ(kept.errors, failed.errors);
+  RunWell("encode -q four.y4m four.mjpg");
+  EXPECT_EQ(Output("cut.mjpg"), Output("four.mjpg"));
+}
+
+// Even lines are dark, odd ones bright, and must be so again without the decoder being told how
+// the film was coded.
+TEST_F(Command, FieldsReturnToTheirLines) {
+  constexpr int kSize = 16, kCode = 10;  // of the field code: behind SOI, APP0 header and "AVI1"
+  std::string picture = "FRAME\n";
+  for (int y = 0; y < kSize; ++y) picture += std::string(kSize, y % 2 == 0 ? 50 : 100);
+  picture += std::string(kSize * kSize / 2, '\x60');
+  const uint32_t none = 0, markers = TKMJPG_D_USE_AVI1_MARKERS, invert = TKMJPG_D_INVERT_FIELDS;
+  const struct {
+    const char *tags, *options;
+    int first_code;
+    std::vector<uint32_t> flags;
+  } cases[] = {{"It", "", 1, {none, markers}},
+               {"Ib", "", 1, {none, markers}},
+               {"Ip", "", 0, {none, markers, invert}},
+               {"I?", "--fields top", 1, {none, markers}},
+               {"It", "--progressive", 0, {none, markers, invert}},
+               {"Im", "--fields bottom", 1, {none, markers}},
+               {"It", "--top-image-first", 2, {markers, invert}},
+               {"Ib", "--top-image-first", 2, {markers, invert}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.tags) + " " + c.options);
+    WriteFile("f.y4m", std::string("YUV4MPEG2 W16 H16 ") + c.tags + "\n" + picture);
+    RunWell(std::string("encode -qf --quality 100 f.y4m f.mjpg ") + c.options);
+    const Bytes stream = Output("f.mjpg");
+    ASSERT_GT(stream.size(), size_t{kCode});
+    EXPECT_EQ(stream[kCode], c.first_code);
+    for (const uint32_t flags : c.flags) {
+      const Bytes pixels = Decompress(stream, {kYuy2, kSize, kSize, flags});
+      for (int y = 0; y < kSize; ++y) {
+        EXPECT_NEAR(pixels[kSize * 2 * y], y % 2 == 0 ? 50 : 100, 3) << y;
+      }
+    }
+  }
+}
+
+// Which instructions the command uses: by the environment, by --cpu, else the best there are.
+TEST_F(Command, UsesTheInstructionsItIsTold) {
+  const auto instructions = [this](const std::string& environment, const std::string& options) {
+    const std::string out = Shell(environment + " " TKMJPG_COMMAND " " + options + " doctor").out;
+    std::istringstream words(out);
+    std::string word;
+    while (words >> word && word != "instructions") continue;
+    words >> word;
+    return out.empty() ? "" : word.substr(0, word.find(';'));
+  };
+  const std::string best(tkmjpg::CpuRungName(tkmjpg::HighestCpuRung()));
+  for (int i = 0; i < tkmjpg::kCpuRungCount; ++i) {
+    const auto rung = static_cast<tkmjpg::CpuRung>(i);
+    const std::string name(tkmjpg::CpuRungName(rung));
+    const bool runs = rung <= tkmjpg::HighestCpuRung();
+    EXPECT_EQ(instructions("TKMJPG_CPU=" + name, ""), runs ? name : best) << name;
+    EXPECT_EQ(instructions("TKMJPG_CPU=", "--cpu " + name), runs ? name : "") << name;
+    EXPECT_EQ(instructions("TKMJPG_CPU=plain", "--cpu " + name), runs ? name : "") << name;
+  }
+  for (const char* environment : {"TKMJPG_CPU=", "TKMJPG_CPU=mmx", "unset TKMJPG_CPU;"}) {
+    EXPECT_EQ(instructions(environment, ""), best) << environment;
+  }
+}
+
+TEST_F(Command, AnInterruptedFilmIsWhole) {
+  const int status = std::system(("timeout --preserve-status -s INT 0.5 " TKMJPG_COMMAND
+                                  " encode testcard:64x48@25:1000000000 " +
+                                  folder_.Path("x.avi") + " 2>/dev/null")
+                                     .c_str());
+  EXPECT_EQ(WEXITSTATUS(status), 130);
+  const Result info = Run("info x.avi");
+  EXPECT_EQ(info.code, 0);
+  EXPECT_EQ(info.out.find("cut"), std::string::npos) << info.out;
+}
+
+}  // namespace
