@@ -297,11 +297,9 @@ TEST_F(Command, UsesTheInstructionsItIsTold) {
 }
 
 TEST_F(Command, AnInterruptedFilmIsWhole) {
-  const int status = std::system(("timeout --preserve-status -s INT 0.5 " TKMJPG_COMMAND
-                                  " encode testcard:64x48@25:1000000000 " +
-                                  folder_.Path("x.avi") + " 2>/dev/null")
-                                     .c_str());
-  EXPECT_EQ(WEXITSTATUS(status), 130);
+  const Result result = Shell("timeout --preserve-status -s INT 0.5 " TKMJPG_COMMAND
+                              " encode testcard:64x48@25:1000000000 x.avi");
+  EXPECT_EQ(result.code, 130) << result.errors;
   const Result info = Run("info x.avi");
   EXPECT_EQ(info.code, 0);
   EXPECT_EQ(info.out.find("cut"), std::string::npos) << info.out;

@@ -74,8 +74,8 @@ void CheckWriter(const McuWriter& writer, PixelCode code, const Mcu& mcu, int ro
       ByLane<uint16_t>([&](int b, int i) { return mcu.dequant[b / 2][i]; });
   const size_t offset = OutputLines::kMargin / 2;
   for (int r = 0; r < row_count; ++r) got.rows[r] -= offset;
-  alignas(64) std::array<uint8_t, kMcuWords> samples;
-  WriteMcu(writer, {words.data(), factors.data(), samples.data(), got.rows, row_count, offset});
+  alignas(64) std::array<uint8_t, kMcuWords> scratch;
+  WriteMcu(writer, {words.data(), factors.data(), scratch.data(), got.rows, row_count, offset});
   ASSERT_EQ(got.bytes, wanted.bytes) << static_cast<uint32_t>(code) << ", lines " << row_count;
   ASSERT_EQ(std::count(words.begin(), words.end(), 0), kMcuWords) << "coefficients are left";
 }
