@@ -1,11 +1,10 @@
-// The decoder's steps: transform, colours, and every code of the Huffman tables.
+// The decoder's steps: the transform at its limits, and every code of the Huffman tables.
 #include <gtest/gtest.h>
 
 #include <map>
 
 #include "decoder/huffman_decoder.h"
 #include "decoder/inverse_dct.h"
-#include "decoder/output_conversion.h"
 #include "encoder/huffman_coder.h"
 #include "tests/bytes.h"
 
@@ -29,39 +28,6 @@ TEST(InverseDct, FlatBlocks) {
     Bytes samples(64);
     InverseTransformBlock(samples.data(), words, dequant.data());
     EXPECT_EQ(samples, Bytes(64, c.sample)) << c.dc << " by " << c.dequant;
-  }
-}
-
-// Limits of every kind of arithmetic; the other layouts only order the same bytes.
-TEST(OutputConversion, EdgeColours) {
-  const struct {
-    McuConverter convert;
-    uint8_t y, cb, cr;
-    Bytes pixels;  // one, or the two of a pair
-  } cases[] = {{ConvertMcuToBgr24, 16, 128, 128, {0, 0, 0}},
-               {ConvertMcuToBgr24, 0, 0, 0, {0, 136, 0}},
-               {ConvertMcuToBgr24, 255, 255, 255, {255, 125, 255}},
-               {ConvertMcuToBgr24Full, 81, 90, 240, {4, 5, 255}},
-               {ConvertMcuToBgr24Full, 255, 255, 255, {255, 102, 255}},
-               {ConvertMcuToBgra32, 81, 90, 240, {0, 0, 254, 255}},
-               {ConvertMcuToRgb565, 81, 90, 240, {0x82, 0xF0}},
-               {ConvertMcuToRgb565, 235, 128, 128, {0x7D, 0xEF}},
-               {ConvertMcuToRgb555, 255, 255, 255, {0xFF, 0x7D}},
-               {ConvertMcuToYuyv, 0, 1, 2, {16, 1, 16, 2}},
-               {ConvertMcuToUyvy, 255, 1, 2, {1, 235, 2, 235}},
-               {ConvertMcuToYuyvFull, 255, 1, 2, {255, 1, 255, 2}}};
-  for (const auto& c : cases) {
-    const Bytes blocks = Bytes(128, c.y) + Bytes(64, c.cb) + Bytes(64, c.cr);
-    Bytes lines(5 * 64), wanted;
-    uint8_t* rows[8] = {};
-    for (int r = 0; r < 5; ++r) rows[r] = &lines[r * 64];
-    c.convert(rows, blocks.data(), 5);
-    const size_t line_bytes = rows[0] - lines.data();
-    for (int r = 0; r < 5; ++r) {
-      for (size_t i = 0; i < line_bytes; ++i) wanted.push_back(c.pixels[i % c.pixels.size()]);
-      wanted.resize((r + 1) * 64);
-    }
-    EXPECT_EQ(lines, wanted) << "row " << &c - cases;
   }
 }
 
