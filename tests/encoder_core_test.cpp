@@ -14,6 +14,10 @@ namespace {
 using namespace tkmjpg;
 
 TEST(QuantTables, QuantisersOfEveryScaleStayInSixteenSignedBits) {
+  for (const auto& [quality, scale] :
+       {std::pair{101, 0}, {100, 0}, {50, 100}, {49, 102}, {1, 5000}, {0, 5000}, {-7, 5000}}) {
+    EXPECT_EQ(ScaleFromQuality(quality), scale);
+  }
   EncoderContext context;
   for (int scale = 0; scale <= 5000; ++scale) {
     BuildQuantTablesFromScale(context, scale);
