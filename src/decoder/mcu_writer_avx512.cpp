@@ -1,7 +1,8 @@
 // The inverse transform and the output conversion of a whole MCU for AVX-512. The four blocks lie
 // side by side in 512-bit registers, a row of each in a 128-bit lane: the steps of inverse_dct.cpp
-// run on 32 words at once, and the samples go from the registers into pixels. The terms of the RGB
-// tables are made by multiplications that give the table's value for each of the 256 samples.
+// run on 32 words at once. Samples of packed YUV go from the registers into pixels, those of RGB in
+// two more steps of four lines. The terms of the RGB tables are made by multiplications that give
+// the table's value for each of the 256 samples.
 #include <immintrin.h>
 
 #include <algorithm>

@@ -1,5 +1,5 @@
 // Symbols 64 positions or 16 codes at a time. A block's non-zero levels and their positions are
-// squeezed together by its mask; codes come from one gather and leave in pairs.
+// squeezed together by its mask; codes come from one gather and leave in fours.
 #include "encoder/symbol_coder_avx512.h"
 
 #include <immintrin.h>

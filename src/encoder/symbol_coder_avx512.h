@@ -19,7 +19,8 @@ struct ChunkLevels {
 int AppendChunkAvx512(const ChunkLevels& chunk, int mcus, std::array<int32_t, 3>& last_dc,
                       Symbols& symbols);
 
-// `count` symbols to bits. One store of eight bytes a pair of symbols; only whole bytes count.
+// `count` symbols to bits. One store of eight bytes for four symbols, or for two
+// when four are too long; only whole bytes count.
 void PackSymbolsAvx512(Symbols& symbols, int count, RawBits& raw);
 
 // Appends the raw bytes to the output, with a 0 behind each 0xFF, and empties them.
