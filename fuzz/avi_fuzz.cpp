@@ -3,8 +3,8 @@
 #include "fuzz/fuzz_support.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/avi_parser.h"
-#include "tools/tkmjpg/stream_analysis.h"
-#include "tools/tkmjpg/stream_repair.h"
+#include "tools/tkmjpg/streams/stream_analysis.h"
+#include "tools/tkmjpg/streams/stream_repair.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // Frames as other writers store 4:2:2, made here from coefficients that this codec's encoder made,
 // have to become its own bytes again.
-#include "tools/tkmjpg/lossless_recode.h"
+#include "tools/tkmjpg/streams/lossless_recode.h"
 
 #include "encoder/entropy_output.h"
 #include "encoder/huffman_coder.h"
 #include "tests/command_runner.h"
 #include "tests/frame_calls.h"
-#include "tools/tkmjpg/coefficient_reader.h"
-#include "tools/tkmjpg/stream_repair.h"
+#include "tools/tkmjpg/streams/coefficient_reader.h"
+#include "tools/tkmjpg/streams/stream_repair.h"
 
 namespace tkmjpg::tool {
 namespace {

@@ -1,5 +1,5 @@
 // Frames through several threads: none lost, none out of order, and an error stops at its frame.
-#include "tools/tkmjpg/ordered_pipeline.h"
+#include "tools/tkmjpg/commands/ordered_pipeline.h"
 
 #include <gtest/gtest.h>
 

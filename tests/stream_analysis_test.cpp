@@ -1,10 +1,10 @@
 // What is told of a frame from its markers, and frames mended by it.
-#include "tools/tkmjpg/stream_analysis.h"
+#include "tools/tkmjpg/streams/stream_analysis.h"
 
 #include <gtest/gtest.h>
 
 #include "tests/frame_calls.h"
-#include "tools/tkmjpg/stream_repair.h"
+#include "tools/tkmjpg/streams/stream_repair.h"
 
 namespace tkmjpg::tool {
 namespace {

@@ -6,17 +6,17 @@
 #include <string>
 
 #include "cpu/cpu_rung.h"
-#include "tools/tkmjpg/compare_command.h"
-#include "tools/tkmjpg/configure_command.h"
-#include "tools/tkmjpg/decode_command.h"
-#include "tools/tkmjpg/doctor_command.h"
-#include "tools/tkmjpg/encode_command.h"
+#include "tools/tkmjpg/commands/compare_command.h"
+#include "tools/tkmjpg/commands/configure_command.h"
+#include "tools/tkmjpg/commands/decode_command.h"
+#include "tools/tkmjpg/commands/doctor_command.h"
+#include "tools/tkmjpg/commands/encode_command.h"
+#include "tools/tkmjpg/commands/info_command.h"
+#include "tools/tkmjpg/commands/md5_command.h"
+#include "tools/tkmjpg/commands/repair_command.h"
+#include "tools/tkmjpg/commands/testcard_command.h"
 #include "tools/tkmjpg/error.h"
-#include "tools/tkmjpg/info_command.h"
-#include "tools/tkmjpg/interrupt.h"
-#include "tools/tkmjpg/md5_command.h"
-#include "tools/tkmjpg/repair_command.h"
-#include "tools/tkmjpg/testcard_command.h"
+#include "tools/tkmjpg/terminal/interrupt.h"
 
 namespace tkmjpg::tool {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tools/tkmjpg/md5.h"
+#include "tools/tkmjpg/commands/md5.h"
 #include "tools/tkmjpg/media/media.h"
 
 namespace tkmjpg::tool {

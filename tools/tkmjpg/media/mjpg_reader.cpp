@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "tools/tkmjpg/error.h"
-#include "tools/tkmjpg/stream_analysis.h"
+#include "tools/tkmjpg/streams/stream_analysis.h"
 
 namespace tkmjpg::tool {
 namespace {

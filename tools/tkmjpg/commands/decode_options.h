@@ -1,0 +1,38 @@
+// Options that decode, md5 and compare share.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "tools/tkmjpg/commands/decode_film.h"
+
+namespace tkmjpg::tool {
+
+struct DecodeOptions {
+  std::string input;
+  std::string frames;  // "A:B"
+  bool one_field = false;
+  bool smart = false;
+  bool invert_fields = false;
+  bool use_avi1_markers = false;
+  bool full_range = false;
+  bool field_pairs = false;
+  bool keep_going = false;
+  bool quiet = false;
+  int threads = 1;
+
+  uint32_t Flags() const;
+  FilmSettings Settings() const;  // throws UsageError
+};
+
+void AddDecodeOptions(CLI::App& command, DecodeOptions& options);
+void AddRunOptions(CLI::App& command, DecodeOptions& options);
+
+// Decodes `options.input` to the writer that `open` makes, with progress, warnings and summary,
+// and finishes it. The summary names `output`.
+using OpenWriter = std::function<FrameWriter&(const VideoFormat& format)>;
+void RunDecode(const DecodeOptions& options, const std::string& output, const OpenWriter& open);
+
+}  // namespace tkmjpg::tool

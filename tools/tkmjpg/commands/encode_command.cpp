@@ -1,0 +1,282 @@
+#include "tools/tkmjpg/commands/encode_command.h"
+
+#include <algorithm>
+#include <charconv>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "driver/stored_settings.h"
+#include "tools/tkmjpg/commands/frame_encoder.h"
+#include "tools/tkmjpg/commands/ordered_pipeline.h"
+#include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/media/open_input.h"
+#include "tools/tkmjpg/media/open_output.h"
+#include "tools/tkmjpg/terminal/interrupt.h"
+#include "tools/tkmjpg/terminal/progress.h"
+
+namespace tkmjpg::tool {
+namespace {
+
+constexpr int kMaxThreads = 256;
+
+constexpr char kFooter[] =
+    "INPUT is a Y4M file (4:2:0, 4:2:2, 4:4:4 or mono, 8 bits; - is standard input), a PNG "
+    "picture\n"
+    "or sequence (frame_%04d.png, from 0 or 1 on), raw frames (with --size), or a moving test\n"
+    "picture made here (testcard:720x576@25 or testcard:720x576@25:FRAMES; 100 if not said).\n"
+    "OUTPUT is NAME.avi, NAME.mjpg (frames back to back; - is standard output), or NAME.jpg or\n"
+    "NAME_%04d.jpg (a file for each frame, from 0 on). It gets its name when it is whole; a file\n"
+    "that exists is kept unless --force is given.\n"
+    "\n"
+    "Interlaced Y4M is coded as two images a frame, one a field; --fields and --progressive say\n"
+    "otherwise. Line 0 belongs to the top field. The bottom field's image, with field code 1, "
+    "comes\n"
+    "first in the stream, as decoders of this format expect; the AVI header tells which field is\n"
+    "first in time. Many general players expect the image of the top field first:\n"
+    "--top-image-first is for them. 4:2:0 chroma is interpolated between lines where its\n"
+    "siting says, within each field of interlaced video. Full-range Y4M becomes 16 to 235.\n"
+    "\n"
+    "Ctrl-C ends the film with the frames read until then, in a whole file.\n"
+    "\n"
+    "Frames count from 0 in messages. Exit code: 0 done, 1 bad input, 2 bad usage, 130\n"
+    "interrupted.";
+
+struct EncodeOptions {
+  std::string input, output;
+  InputOptions source;
+  int quality = StoredDefaultQuality();
+  std::string target_size, bitrate, fields;
+  int mode = 0;
+  bool strong = false;
+  bool huffman_tables = true;
+  bool progressive = false;
+  bool top_image_first = false;
+  bool keep_going = false;
+  bool quiet = false;
+  bool force = false;
+  int threads = 1;
+
+  bool HasRateControl() const { return !target_size.empty() || !bitrate.empty(); }
+};
+
+// "25M" is 25 million, "1.5k" 1500.
+double ParseAmount(const std::string& option, const std::string& text) {
+  double amount = 0;
+  const char* last = text.data() + text.size();
+  const auto [end, error] = std::from_chars(text.data(), last, amount);
+  const std::string unit(end, last);
+  const double scale = unit.empty()                 ? 1
+                       : unit == "k" || unit == "K" ? 1e3
+                       : unit == "M"                ? 1e6
+                       : unit == "G"                ? 1e9
+                                                    : 0;
+  if (error != std::errc() || scale == 0 || !(amount > 0) || amount * scale > 1e15) {
+    throw UsageError(option + ": '" + text + "' is no amount such as 40000, 500k or 25M");
+  }
+  return amount * scale;
+}
+
+int32_t TargetBytes(const EncodeOptions& options, const VideoFormat& format) {
+  const double bytes = options.bitrate.empty() ? ParseAmount("--target-size", options.target_size)
+                                               : ParseAmount("--bitrate", options.bitrate) / 8 *
+                                                     static_cast<double>(format.rate.den) /
+                                                     static_cast<double>(format.rate.num);
+  return static_cast<int32_t>(std::clamp(bytes, 1.0, 2147483647.0));
+}
+
+FrameSettings Settings(const EncodeOptions& options, const VideoFormat& format) {
+  FrameSettings settings;
+  settings.quality = options.quality;
+  settings.flags = static_cast<uint32_t>(options.mode) << TKMJPG_C_MODE_SHIFT;
+  settings.flags |= FieldFlags(format.field_order,
+                               options.top_image_first ? FirstImage::kTop : FirstImage::kBottom);
+  if (options.huffman_tables) settings.flags |= TKMJPG_C_HUFFMAN_TABLES;
+  if (options.source.alpha) settings.flags |= TKMJPG_C_ALPHA;
+  if (options.HasRateControl()) {
+    settings.quality = TargetBytes(options, format);
+    settings.flags |= TKMJPG_C_RATE_CONTROL;
+    if (options.strong) settings.flags |= TKMJPG_C_STRONG_RATE;
+  }
+  return settings;
+}
+
+// One run of the command.
+class EncodeRun {
+ public:
+  explicit EncodeRun(const EncodeOptions& options)
+      : options_(options),
+        reader_(OpenFrameReader(options.input, options.source)),
+        settings_(Settings(options, reader_->Format())),
+        writer_(OpenStreamWriter(options.output, reader_->Format(),
+                                 options.force ? Overwrite::kReplace : Overwrite::kRefuse)),
+        progress_(options.quiet ? Verbosity::kQuiet : Verbosity::kNormal, reader_->Format(),
+                  reader_->FrameCount()) {}
+
+  void Run() {
+    CatchInterrupts();
+    try {
+      options_.HasRateControl() ? CodeInSequence() : CodeAtOnce();
+      if (progress_.Frames() == 0) StopIfInterrupted();
+      if (progress_.Frames() == 0) throw InputError(options_.input + ": holds no frame");
+    } catch (const InputError&) {
+      if (options_.keep_going && progress_.Frames() > 0) Finish();
+      throw;
+    }
+    Finish();
+  }
+
+ private:
+  struct Frame {
+    int64_t number = 0;
+    Bytes raw;
+    Picture picture;
+    Bytes stream;
+  };
+
+  // At a fixed quality no frame depends on another one.
+  void CodeAtOnce() {
+    std::vector<Worker> workers;
+    for (int i = 0; i < options_.threads; ++i) workers.emplace_back(reader_->Format(), settings_);
+    RunOrdered<Frame>(
+        options_.threads, [&](Frame& frame) { return Read(frame); },
+        [&](Frame& frame, int n) {
+          reader_->Unpack(frame.raw, workers[n].picture);
+          Encode(workers[n].encoder, workers[n].picture, nullptr, frame);
+        },
+        [&](Frame& frame) { Write(frame); });
+  }
+
+  // Under rate control each frame is coded with what the last one left, so only reading and
+  // unpacking run beside it.
+  void CodeInSequence() {
+    FrameEncoder encoder(reader_->Format(), settings_);
+    CodecCarryState carry{256, 0};
+    RunOrdered<Frame>(
+        options_.threads, [&](Frame& frame) { return Read(frame); },
+        [&](Frame& frame, int) { reader_->Unpack(frame.raw, frame.picture); },
+        [&](Frame& frame) {
+          Encode(encoder, frame.picture, &carry, frame);
+          Write(frame);
+        });
+  }
+
+  struct Worker {
+    Worker(const VideoFormat& format, const FrameSettings& settings) : encoder(format, settings) {}
+    FrameEncoder encoder;
+    Picture picture;
+  };
+
+  // An interrupted film ends with its last whole frame: it may be a capture.
+  bool Read(Frame& frame) {
+    if (Interrupted()) return false;
+    frame.number = next_++;
+    try {
+      return reader_->Read(frame.raw);
+    } catch (const InputError&) {
+      if (!Interrupted()) throw;
+      return false;
+    }
+  }
+
+  void Encode(FrameEncoder& encoder, const Picture& picture, CodecCarryState* carry,
+              Frame& frame) const {
+    try {
+      encoder.Encode(picture, carry, frame.stream);
+    } catch (const InputError& error) {
+      throw InputError(options_.input + ": frame " + std::to_string(frame.number) + ": " +
+                       error.what());
+    }
+  }
+
+  void Write(const Frame& frame) {
+    writer_->Write(frame.stream);
+    progress_.Add(frame.stream.size());
+  }
+
+  void Finish() {
+    writer_->Finish();
+    progress_.Summarise(options_.output);
+  }
+
+  const EncodeOptions& options_;
+  std::unique_ptr<FrameReader> reader_;
+  FrameSettings settings_;
+  std::unique_ptr<StreamWriter> writer_;
+  Progress progress_;
+  int64_t next_ = 0;
+};
+
+void Encode(EncodeOptions options) {
+  if (options.strong && !options.HasRateControl()) {
+    throw UsageError("--strong needs --target-size or --bitrate");
+  }
+  if (options.progressive) options.source.field_order = FieldOrder::kProgressive;
+  if (options.fields == "top") options.source.field_order = FieldOrder::kTopFirst;
+  if (options.fields == "bottom") options.source.field_order = FieldOrder::kBottomFirst;
+  EncodeRun(options).Run();
+}
+
+void AddSourceOptions(CLI::App& command, EncodeOptions& o) {
+  command.add_option("INPUT", o.input, "what to read, see below")->required();
+  command.add_option("OUTPUT", o.output, "what to write, see below")->required();
+  command.add_option("--size", o.source.size, "the input is raw frames of this size, as 720x576");
+  command.add_option("--layout", o.source.layout,
+                     "of raw frames: YUY2 (if not said), UYVY, VYUY, BGR3, BGR4, BGRA or R555");
+  command.add_option("--rate", o.source.rate,
+                     "frames a second of raw frames and PNG, as 25 (if not said) or 30000/1001");
+  auto* fields = command.add_option("--fields", o.fields,
+                                    "code two fields a frame; which comes first: top or bottom");
+  fields->check(CLI::IsMember({"top", "bottom"}));
+  command.add_flag("--progressive", o.progressive, "code whole frames")->excludes(fields);
+  command.add_flag("--top-image-first", o.top_image_first,
+                   "of two fields, put the top one's image first in the stream");
+  command.add_flag("--alpha", o.source.alpha, "keep the alpha plane, lossless");
+}
+
+void AddCodingOptions(CLI::App& command, EncodeOptions& o) {
+  auto* quality = command.add_option("--quality", o.quality,
+                                     "1 (smallest) to 100 (best); if not said, as stored by\n"
+                                     "`tkmjpg configure`");
+  quality->capture_default_str()->check(CLI::Range(1, 100));
+  auto* target = command.add_option("--target-size", o.target_size,
+                                    "bytes that each frame comes near, as 40000 or 40k");
+  auto* bitrate =
+      command.add_option("--bitrate", o.bitrate, "bits a second that the film comes near, as 25M");
+  quality->excludes(target)->excludes(bitrate);
+  target->excludes(bitrate);
+  command.add_flag("--strong", o.strong, "code frames again that are far off their size");
+  command
+      .add_option("--mode", o.mode,
+                  "header style: 0 AVI1 (if not said), 1 short with DC30, 2 short, 3 AVI1 without "
+                  "restart interval, 5 JFIF 1.00, 7 JFIF 1.02; 4 and 6 are as 0")
+      ->check(CLI::Range(0, 7));
+  command.add_flag("--huffman-tables,!--no-huffman-tables", o.huffman_tables,
+                   "write the Huffman tables into each image (if not said), or leave them out");
+}
+
+void AddRunOptions(CLI::App& command, EncodeOptions& o) {
+  o.threads = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMaxThreads);
+  command.add_option("--threads", o.threads, "frames coded at once; the bytes are the same")
+      ->capture_default_str()
+      ->check(CLI::Range(1, kMaxThreads));
+  command.add_flag("--keep-going", o.keep_going, "of a damaged input keep the frames before");
+  command.add_flag("-f,--force", o.force, "replace an output that exists");
+  command.add_flag("-q,--quiet", o.quiet, "print nothing but errors");
+}
+
+}  // namespace
+
+void AddEncodeCommand(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("encode", "Raw video in, Motion-JPEG out");
+  auto options = std::make_shared<EncodeOptions>();
+  AddSourceOptions(*command, *options);
+  AddCodingOptions(*command, *options);
+  AddRunOptions(*command, *options);
+  command->footer(kFooter);
+  command->callback([options] { Encode(*options); });
+}
+
+}  // namespace tkmjpg::tool

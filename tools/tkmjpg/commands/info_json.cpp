@@ -1,0 +1,150 @@
+#include <cstdio>
+
+#include "tools/tkmjpg/commands/info_report.h"
+
+namespace tkmjpg::tool {
+namespace {
+
+std::string Quoted(const std::string& text) {
+  std::string quoted = "\"";
+  for (const char c : text) {
+    if (c == '"' || c == '\\') {
+      quoted += '\\';
+      quoted += c;
+    } else if (static_cast<unsigned char>(c) < 0x20) {
+      char escape[8];
+      std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
+      quoted += escape;
+    } else {
+      quoted += c;
+    }
+  }
+  return quoted + '"';
+}
+
+// The fields of one JSON object.
+class Object {
+ public:
+  Object& Raw(const char* name, const std::string& value) {
+    text_ += text_.empty() ? "{" : ", ";
+    text_ += Quoted(name) + ": " + value;
+    return *this;
+  }
+  Object& Text(const char* name, const std::string& value) { return Raw(name, Quoted(value)); }
+  Object& Bool(const char* name, bool value) { return Raw(name, value ? "true" : "false"); }
+  template <typename Number>
+  Object& Int(const char* name, Number value) {
+    return Raw(name, std::to_string(value));
+  }
+  Object& Real(const char* name, double value) {
+    char number[32];
+    std::snprintf(number, sizeof number, "%.4f", value);
+    return Raw(name, number);
+  }
+  std::string Done() const { return text_ + "}"; }
+
+ private:
+  std::string text_;
+};
+
+template <typename Items, typename Write>
+std::string Array(const Items& items, Write write) {
+  std::string text = "[";
+  for (const auto& item : items) {
+    if (text.size() > 1) text += ", ";
+    text += write(item);
+  }
+  return text + "]";
+}
+
+std::string QuantTablesOf(const ImageAnalysis& image) {
+  Object tables;
+  for (size_t t = 0; t < 4; ++t) {
+    if (!image.quant.defined[t]) continue;
+    tables.Raw(std::to_string(t).c_str(),
+               Array(image.quant.values[t], [](uint16_t v) { return std::to_string(v); }));
+  }
+  return tables.Done() == "}" ? "{}" : tables.Done();
+}
+
+std::string ImageObject(const ImageAnalysis& image, bool in_full) {
+  Object object;
+  object.Int("offset", image.begin)
+      .Int("bytes", image.data_end - image.begin)
+      .Int("fill", image.Fill())
+      .Int("width", image.width)
+      .Int("height", image.height)
+      .Text("sampling", image.sampling)
+      .Int("mode", image.mode)
+      .Text("huffman", HuffmanName(image.huffman))
+      .Int("quality", image.quality)
+      .Bool("quality_exact", image.quality_exact)
+      .Bool("complete", image.complete);
+  if (!image.other_shape.empty()) object.Text("other_shape", image.other_shape);
+  if (image.field_code) object.Int("field_code", *image.field_code);
+  if (image.sizes) object.Bool("size_fields_right", image.sizes->right);
+  if (image.restart_interval) object.Int("restart_interval", *image.restart_interval);
+  if (in_full) object.Raw("quantisation", QuantTablesOf(image));
+  return object.Done();
+}
+
+class JsonReport : public InfoReport {
+ public:
+  void Begin(const FilmFacts& facts) override {
+    format_ = facts.format;
+    Object object;
+    object.Text("file", facts.name).Text("container", facts.container);
+    if (!facts.fourcc.empty()) object.Text("fourcc", facts.fourcc);
+    if (!facts.index.empty()) object.Text("index", facts.index);
+    object.Int("width", format_.width)
+        .Int("height", format_.height)
+        .Text("rate", std::to_string(format_.rate.num) + "/" + std::to_string(format_.rate.den))
+        .Text("field_order", FieldOrderName(format_.field_order))
+        .Raw("problems", Array(facts.problems, Quoted));
+    std::string head = object.Done();
+    head.pop_back();
+    std::printf("%s,\n \"frames\": [", head.c_str());
+  }
+
+  void Frame(int64_t number, const FrameAnalysis& frame, bool in_full) override {
+    Object object;
+    object.Int("frame", number)
+        .Int("bytes", frame.size)
+        .Real("bits_per_pixel", BitsPerPixel(frame.size, format_))
+        .Bool("repeat", frame.size == 0)
+        .Bool("alpha", frame.alpha_offset != 0)
+        .Raw("images",
+             Array(frame.images,
+                   [&](const ImageAnalysis& image) { return ImageObject(image, in_full); }))
+        .Raw("problems", Array(frame.problems, Quoted));
+    std::printf("%s\n  %s", first_ ? "" : ",", object.Done().c_str());
+    first_ = false;
+  }
+
+  void End(const FilmSummary& s) override {
+    Object object;
+    object.Int("frames", s.frames)
+        .Int("repeats", s.repeats)
+        .Int("field_pairs", s.pairs)
+        .Int("alpha", s.alphas)
+        .Int("anomalies", s.with_problems)
+        .Int("recodable", s.recodable)
+        .Int("bytes", s.bytes)
+        .Int("smallest", s.largest == 0 ? 0 : s.smallest)
+        .Int("largest", s.largest)
+        .Int("lowest_quality", s.lowest_quality)
+        .Int("highest_quality", s.highest_quality)
+        .Real("bits_per_pixel", s.bits_per_pixel);
+    std::printf("],\n \"summary\": %s}\n", object.Done().c_str());
+  }
+
+ private:
+  VideoFormat format_;
+  bool first_ = true;
+};
+
+}  // namespace
+
+std::unique_ptr<InfoReport> MakeJsonReport() { return std::make_unique<JsonReport>(); }
+
+}  // namespace tkmjpg::tool

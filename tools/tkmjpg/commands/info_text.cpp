@@ -1,0 +1,170 @@
+#include <algorithm>
+#include <cstdio>
+
+#include "tools/tkmjpg/commands/info_report.h"
+
+namespace tkmjpg::tool {
+namespace {
+
+std::string Size(const ImageAnalysis& image) {
+  return std::to_string(image.width) + "x" + std::to_string(image.height);
+}
+
+// "1+2" of a pair, "0" of a whole image, "-" without field codes.
+std::string FieldCodes(const FrameAnalysis& frame) {
+  std::string text;
+  for (const ImageAnalysis& image : frame.images) {
+    if (!text.empty()) text += '+';
+    text += image.field_code ? std::to_string(*image.field_code) : "-";
+  }
+  return text;
+}
+
+std::string ImageSizes(const FrameAnalysis& frame) {
+  const std::string text = Size(frame.images[0]);
+  if (!frame.IsFieldPair()) return text;
+  const std::string second = Size(frame.images[1]);
+  if (text == second) return "2 of " + text;
+  return text + "+" + second;
+}
+
+std::string Quality(const FrameAnalysis& frame) {
+  std::string text;
+  for (const ImageAnalysis& image : frame.images) {
+    const char* const form = image.quality == 0 ? "-" : image.quality_exact ? "%d" : "~%d";
+    char one[16];
+    std::snprintf(one, sizeof one, form, image.quality);
+    if (text == one) continue;
+    if (!text.empty()) text += '+';
+    text += one;
+  }
+  return text;
+}
+
+std::string SizeFieldsWord(const FrameAnalysis& frame) {
+  if (!frame.images[0].sizes) return "-";
+  const bool right = std::ranges::all_of(
+      frame.images, [](const ImageAnalysis& image) { return !image.sizes || image.sizes->right; });
+  return right ? "right" : "wrong";
+}
+
+std::string Mode(const ImageAnalysis& image) {
+  return image.mode < 0 ? "-" : std::to_string(image.mode);
+}
+
+std::string Interval(const ImageAnalysis& image) {
+  return image.restart_interval ? std::to_string(*image.restart_interval) : "-";
+}
+
+class TextReport : public InfoReport {
+ public:
+  void Begin(const FilmFacts& facts) override {
+    format_ = facts.format;
+    std::printf("%s: %s", facts.name.c_str(), facts.container.c_str());
+    if (!facts.fourcc.empty()) std::printf(", %s", facts.fourcc.c_str());
+    const double rate =
+        static_cast<double>(format_.rate.num) / static_cast<double>(format_.rate.den);
+    std::printf(", %dx%d, %.6g frames a second, %s", format_.width, format_.height, rate,
+                FieldOrderName(format_.field_order).c_str());
+    if (!facts.index.empty()) std::printf(", index %s", facts.index.c_str());
+    std::printf("\n");
+    for (const std::string& problem : facts.problems) std::printf("  %s\n", problem.c_str());
+    std::printf("\n%7s %9s %8s %4s %6s %-16s %7s %-8s %5s %-5s %s\n", "frame", "bytes", "bits/px",
+                "mode", "fields", "image", "quality", "Huffman", "DRI", "sizes", "alpha");
+  }
+
+  void Frame(int64_t number, const FrameAnalysis& frame, bool in_full) override {
+    if (frame.size == 0) {
+      std::printf("%7lld         0  the last frame again\n", static_cast<long long>(number));
+      return;
+    }
+    if (!frame.problems.empty()) NoteProblems(number, frame);
+    if (frame.images.empty()) {
+      std::printf("%7lld %9zu  no image\n", static_cast<long long>(number), frame.size);
+      return;
+    }
+    const ImageAnalysis& image = frame.images[0];
+    std::printf("%7lld %9zu %8.3f %4s %6s %-16s %7s %-8s %5s %-5s %s\n",
+                static_cast<long long>(number), frame.size, BitsPerPixel(frame.size, format_),
+                Mode(image).c_str(), FieldCodes(frame).c_str(), ImageSizes(frame).c_str(),
+                Quality(frame).c_str(), HuffmanName(image.huffman).c_str(), Interval(image).c_str(),
+                SizeFieldsWord(frame).c_str(), frame.alpha_offset != 0 ? "yes" : "-");
+    if (in_full) PrintImages(frame);
+  }
+
+  void End(const FilmSummary& s) override {
+    std::printf("\n%lld frames, %llu bytes, %.3f bits a pixel", static_cast<long long>(s.frames),
+                static_cast<unsigned long long>(s.bytes), s.bits_per_pixel);
+    if (s.largest > 0) std::printf("; frames of %zu to %zu bytes", s.smallest, s.largest);
+    if (s.highest_quality > 0) {
+      std::printf(", quality %d to %d", s.lowest_quality, s.highest_quality);
+    }
+    std::printf("\n%lld field pairs, %lld with alpha, %lld repeats, %lld with anomalies\n",
+                static_cast<long long>(s.pairs), static_cast<long long>(s.alphas),
+                static_cast<long long>(s.repeats), static_cast<long long>(s.with_problems));
+    if (s.recodable > 0) {
+      std::printf("%lld to be recoded without loss ahead of decoding: %s\n",
+                  static_cast<long long>(s.recodable), s.other_shape.c_str());
+    }
+    for (const std::string& line : anomalies_) std::printf("%s\n", line.c_str());
+  }
+
+ private:
+  void NoteProblems(int64_t number, const FrameAnalysis& frame) {
+    std::string line = "  frame ";
+    line += std::to_string(number) + ": " + frame.problems[0];
+    for (size_t i = 1; i < frame.problems.size(); ++i) line += "; " + frame.problems[i];
+    anomalies_.push_back(line);
+  }
+
+  static void PrintImages(const FrameAnalysis& frame) {
+    for (const ImageAnalysis& image : frame.images) {
+      std::printf("\n  image at byte %zu: %s, %s, %d bits, %zu bytes to EOI, fill %zu\n",
+                  image.begin, Size(image).c_str(), image.sampling.c_str(), image.precision,
+                  image.data_end - image.begin, image.Fill());
+      if (!image.other_shape.empty()) std::printf("  shape: %s\n", image.other_shape.c_str());
+      if (image.sizes) {
+        std::printf("  size fields: %u with fill, %u without\n", image.sizes->image_size,
+                    image.sizes->image_data_size);
+      }
+      for (const Segment& segment : image.segments) {
+        std::printf("  %8zu  FF%02X  %zu bytes\n", segment.offset, segment.marker,
+                    segment.end - segment.offset);
+      }
+      for (size_t t = 0; t < 4; ++t) {
+        if (image.quant.defined[t]) PrintTable(t, image.quant.values[t]);
+      }
+    }
+    if (frame.alpha_offset != 0) std::printf("\n  alpha at byte %zu\n", frame.alpha_offset);
+  }
+
+  static void PrintTable(size_t number, const std::array<uint16_t, 64>& values) {
+    std::printf("  quantisation table %zu, zig-zag:", number);
+    for (size_t k = 0; k < 64; ++k) std::printf("%s%u", k % 16 == 0 ? "\n    " : " ", values[k]);
+    std::printf("\n");
+  }
+
+  VideoFormat format_;
+  std::vector<std::string> anomalies_;
+};
+
+}  // namespace
+
+std::unique_ptr<InfoReport> MakeTextReport() { return std::make_unique<TextReport>(); }
+
+std::string FieldOrderName(FieldOrder order) {
+  if (order == FieldOrder::kTopFirst) return "top field first";
+  return order == FieldOrder::kBottomFirst ? "bottom field first" : "progressive";
+}
+
+std::string HuffmanName(HuffmanTables tables) {
+  if (tables == HuffmanTables::kNone) return "none";
+  return tables == HuffmanTables::kStandard ? "standard" : "other";
+}
+
+double BitsPerPixel(size_t bytes, const VideoFormat& format) {
+  const double pixels = static_cast<double>(format.width) * format.height;
+  return pixels > 0 ? static_cast<double>(bytes) * 8 / pixels : 0;
+}
+
+}  // namespace tkmjpg::tool

@@ -1,0 +1,338 @@
+// The walk through one image: segments, scan, fill.
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "frame/stream_format.h"
+#include "tools/tkmjpg/streams/huffman_lookup.h"
+#include "tools/tkmjpg/streams/huffman_tables.h"
+#include "tools/tkmjpg/streams/quality_estimate.h"
+#include "tools/tkmjpg/streams/stream_analysis.h"
+
+namespace tkmjpg::tool {
+namespace {
+
+using Bytes = std::span<const uint8_t>;
+
+uint32_t Big16(const uint8_t* p) { return static_cast<uint32_t>(p[0] << 8 | p[1]); }
+uint32_t Big32(const uint8_t* p) { return Big16(p) << 16 | Big16(p + 2); }
+
+std::string MarkerName(uint8_t marker) {
+  char text[8];
+  std::snprintf(text, sizeof text, "FF%02X", marker);
+  return text;
+}
+
+std::string At(size_t offset) {
+  std::string text = " at byte ";
+  return text += std::to_string(offset);
+}
+
+bool IsRestart(uint8_t marker) { return marker >= kRst0 && marker < kRst0 + 8; }
+// Frame headers, T.81 Table B.1: C0 to CF but for DHT, JPG and DAC.
+bool IsSof(uint8_t marker) {
+  return (marker & 0xF0) == 0xC0 && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
+}
+
+class ImageWalk {
+ public:
+  ImageWalk(Bytes frame, size_t begin) : frame_(frame) { image_.begin = begin; }
+
+  ImageAnalysis Run() {
+    size_t at = image_.begin + 2;
+    while (at < frame_.size() && !image_.complete && !stopped_) at = Step(at);
+    image_.data_end = at;
+    FinishFill();
+    CheckSizeFields();
+    CheckRestarts();
+    SettleShape();
+    image_.huffman = image_.scan_begin == 0 ? HuffmanTables::kNone
+                                            : ClassifyHuffmanTables(frame_, image_.segments);
+    SettleMode();
+    SettleQuality();
+    if (!image_.complete) Problem("no EOI: the image breaks off" + At(image_.data_end));
+    return std::move(image_);
+  }
+
+ private:
+  void Problem(const std::string& text) {
+    if (image_.problem.empty()) image_.problem = text;
+  }
+
+  size_t Stop(size_t at) {
+    stopped_ = true;
+    return at;
+  }
+
+  // One marker, and its segment if it has one. Returns where to go on.
+  size_t Step(size_t at) {
+    const size_t mark = FindByte(at, 0xFF);
+    if (mark != at) Problem(std::to_string(mark - at) + " bytes between segments" + At(at));
+    size_t code = mark;
+    while (code < frame_.size() && frame_[code] == 0xFF) ++code;
+    if (code >= frame_.size()) return Stop(mark);
+    if (frame_[code] == 0) return code + 1;
+    if (frame_[code] == kEoi) {
+      image_.complete = true;
+      return code + 1;
+    }
+    return StepOverSegment(code);
+  }
+
+  size_t StepOverSegment(size_t code) {
+    const uint8_t marker = frame_[code];
+    if (code + 3 > frame_.size()) return Stop(code - 1);
+    const size_t length = Big16(&frame_[code + 1]);
+    const Segment segment = {marker, code - 1, code + 3, code + 1 + std::max<size_t>(length, 2)};
+    if (length < 2 || segment.end > frame_.size()) {
+      Problem(MarkerName(marker) + " of length " + std::to_string(length) +
+              (length < 2 ? " is too short" : " runs past the end") + At(segment.offset));
+      return Stop(segment.offset);
+    }
+    image_.segments.push_back(segment);
+    Take(segment, frame_.subspan(segment.payload, segment.end - segment.payload));
+    if (marker != kSos) return segment.end;
+    if (image_.scan_begin == 0) image_.scan_begin = segment.end;
+    return StepOverScan(segment.end);
+  }
+
+  void Take(const Segment& segment, Bytes payload) {
+    if (segment.marker == kApp0) TakeApp0(segment, payload);
+    if (segment.marker == kSos && image_.scan_begin == 0) TakeScanHeader(payload);
+    if (segment.marker == kDqt) TakeQuantTables(payload);
+    if (segment.marker == kDri && payload.size() >= 2) {
+      image_.restart_interval = static_cast<int>(Big16(payload.data()));
+    }
+    if (segment.marker == kCom && payload.size() >= 4) {
+      dc30_ = std::memcmp(payload.data(), "DC30", 4) == 0;
+    }
+    // A frame header behind the scan is damage; it comes too late for the decoder as well.
+    if (IsSof(segment.marker) && image_.scan_begin == 0) TakeFrameHeader(segment.marker, payload);
+  }
+
+  void TakeApp0(const Segment& segment, Bytes payload) {
+    if (payload.size() >= 5 && std::memcmp(payload.data(), "AVI1", 4) == 0) {
+      image_.header = HeaderKind::kAvi1;
+      image_.field_code = payload[4];
+      if (payload.size() < 14) return;
+      image_.sizes =
+          SizeFields{segment.payload + 6, Big32(&payload[6]), Big32(&payload[10]), false};
+    } else if (payload.size() >= 7 && std::memcmp(payload.data(), "JFIF", 5) == 0) {
+      image_.header = HeaderKind::kJfif;
+      jfif_version_ = static_cast<int>(Big16(&payload[5]));
+    }
+  }
+
+  void TakeQuantTables(Bytes payload) {
+    for (size_t at = 0; at < payload.size();) {
+      const size_t width = payload[at] >> 4 == 0 ? 1 : 2, slot = payload[at] & 15;
+      if (slot > 3 || at + 1 + 64 * width > payload.size()) return;
+      for (size_t k = 0; k < 64; ++k) {
+        const uint8_t* p = &payload[at + 1 + width * k];
+        image_.quant.values[slot][k] = static_cast<uint16_t>(width == 1 ? p[0] : Big16(p));
+      }
+      image_.quant.defined[slot] = true;
+      at += 1 + 64 * width;
+    }
+  }
+
+  void TakeFrameHeader(uint8_t marker, Bytes payload) {
+    if (payload.size() < 6) return Problem("frame header is too short");
+    image_.sof = marker;
+    image_.precision = payload[0];
+    image_.height = static_cast<int>(Big16(&payload[1]));
+    image_.width = static_cast<int>(Big16(&payload[3]));
+    image_.components = payload[5];
+    const size_t known = std::min<size_t>(payload[5], (payload.size() - 6) / 3);
+    own_ids_ = known == 3;
+    std::vector<uint8_t> factors;
+    for (size_t i = 0; i < known; ++i) {
+      own_ids_ = own_ids_ && payload[6 + 3 * i] == i;
+      factors.push_back(payload[7 + 3 * i]);
+      if (i >= 3) continue;
+      ComponentShape& shape = image_.shape[i];
+      shape.h = factors[i] >> 4;
+      shape.v = factors[i] & 15;
+      shape.quant_table = payload[8 + 3 * i];
+    }
+    image_.sampling = IsFourTwoTwo(factors) ? "4:2:2" : SamplingName(factors);
+  }
+
+  void TakeScanHeader(Bytes payload) {
+    for (size_t i = 0; i < 3 && 2 + 2 * i < payload.size(); ++i) {
+      image_.shape[i].dc_table = payload[2 + 2 * i] >> 4;
+      image_.shape[i].ac_table = payload[2 + 2 * i] & 15;
+    }
+  }
+
+  // Chroma of half the width and the full height, in whatever size of an MCU: 2x1 1x1 1x1, 2x2 1x2
+  // 1x2 and so on, up to the ten blocks of ITU T.81 B.2.3.
+  static bool IsFourTwoTwo(const std::vector<uint8_t>& factors) {
+    if (factors.size() != 3 || factors[1] != factors[2]) return false;
+    const int h = factors[1] >> 4, v = factors[1] & 15;
+    return factors[0] == (2 * h << 4 | v) && h >= 1 && h <= 2 && v >= 1 && 4 * h * v <= 10;
+  }
+
+  void SettleShape() {
+    if (image_.sof != kSof0 || image_.precision != 8 || image_.sampling != "4:2:2") return;
+    if (image_.scan_begin == 0) return;
+    SettleSampling();
+    SettleHuffmanTables();
+    SettleQuantTables();
+  }
+
+  void Differs(const std::string& what) {
+    if (!image_.other_shape.empty()) image_.other_shape += ", ";
+    image_.other_shape += what;
+  }
+
+  void SettleSampling() {
+    if (image_.shape[0].h == 2 && image_.shape[0].v == 1) return;
+    std::string factors;
+    for (const ComponentShape& c : image_.shape) {
+      factors += ' ' + std::to_string(c.h) + "x" + std::to_string(c.v);
+    }
+    Differs("sampling" + factors);
+  }
+
+  void SettleHuffmanTables() {
+    const bool any = ClassifyHuffmanTables(frame_, image_.segments) != HuffmanTables::kNone;
+    bool standard = true, usable = true;
+    for (size_t c = 0; c < 3 && any; ++c) {
+      const ComponentTables tables = TablesOfComponent(frame_, image_, c);
+      if (tables.standard) continue;
+      standard = false;
+      usable = usable && HuffmanLookup::Make(tables.dc) && HuffmanLookup::Make(tables.ac);
+    }
+    if (!standard) Differs("Huffman tables of its own");
+    if (!usable) image_.refusal = "Huffman tables that are none";
+  }
+
+  // Numbers whose tables are not there say nothing.
+  void SettleQuantTables() {
+    const auto& [y, cb, cr] = image_.shape;
+    if (!image_.HasItsQuantTables()) return;
+    if (image_.quant.values[cb.quant_table] != image_.quant.values[cr.quant_table]) {
+      image_.refusal =
+          "Cr has a quantisation table of its own; only one for Cb and Cr can be decoded";
+    }
+    if (y.quant_table == 0 && cb.quant_table == 1 && cr.quant_table == 1) return;
+    Differs("quantisation tables " + std::to_string(y.quant_table) + " " +
+            std::to_string(cb.quant_table) + " " + std::to_string(cr.quant_table));
+  }
+
+  static std::string SamplingName(const std::vector<uint8_t>& factors) {
+    if (factors.size() == 1) return "greyscale";
+    if (factors.size() == 3 && factors[1] == 0x11 && factors[2] == 0x11) {
+      if (factors[0] == 0x11) return "4:4:4";
+      if (factors[0] == 0x21) return "4:2:2";
+      if (factors[0] == 0x22) return "4:2:0";
+      if (factors[0] == 0x12) return "4:4:0";
+      if (factors[0] == 0x41) return "4:1:1";
+    }
+    std::string name;
+    for (const uint8_t factor : factors) {
+      if (!name.empty()) name += ' ';
+      name += std::to_string(factor >> 4) + "x" + std::to_string(factor & 15);
+    }
+    return name;
+  }
+
+  // Entropy-coded data ends at the first marker that is no restart. In a baseline image of one
+  // scan that is EOI or, in a cut one, the SOI of the next image.
+  size_t StepOverScan(size_t at) {
+    for (;;) {
+      const size_t mark = FindByte(at, 0xFF);
+      if (mark + 1 >= frame_.size()) return Stop(frame_.size());
+      const uint8_t marker = frame_[mark + 1];
+      at = marker == 0xFF ? mark + 1 : mark + 2;
+      if (marker == 0 || marker == 0xFF) continue;
+      if (IsRestart(marker)) {
+        TakeRestart(marker, mark);
+      } else if (marker == kEoi || image_.sof != kSof0) {
+        return mark;
+      } else if (marker == kSoi) {
+        return Stop(mark);
+      } else {
+        Problem(MarkerName(marker) + " in the entropy-coded data" + At(mark));
+      }
+    }
+  }
+
+  void TakeRestart(uint8_t marker, size_t offset) {
+    if (image_.restart_interval.value_or(0) == 0)
+      return Problem("restart without interval" + At(offset));
+    const int number = marker - kRst0;
+    if (number != restarts_ % 8) {
+      Problem("RST" + std::to_string(number) + " in place of RST" + std::to_string(restarts_ % 8) +
+              At(offset));
+    }
+    ++restarts_;
+  }
+
+  void CheckRestarts() {
+    const int interval = image_.restart_interval.value_or(0);
+    if (interval == 0 || !image_.complete || image_.sampling != "4:2:2") return;
+    const int width = 8 * image_.shape[0].h, height = 8 * image_.shape[0].v;
+    const int mcus = (image_.width + width - 1) / width * ((image_.height + height - 1) / height);
+    // A marker behind the last MCU is allowed for.
+    const int wanted = mcus == 0 ? 0 : (mcus - 1) / interval;
+    if (restarts_ < wanted || restarts_ > wanted + 1) {
+      Problem(std::to_string(restarts_) + " restarts, not " + std::to_string(wanted));
+    }
+  }
+
+  // Fill runs up to what follows, whose own 0xFF does not count.
+  void FinishFill() {
+    size_t end = image_.data_end;
+    while (end < frame_.size() && frame_[end] == 0xFF) ++end;
+    const bool marker_follows =
+        end < frame_.size() && (frame_[end] == kSoi || frame_[end] == kApp1);
+    image_.end = marker_follows && end > image_.data_end ? end - 1 : end;
+  }
+
+  void CheckSizeFields() {
+    if (!image_.sizes) return;
+    image_.sizes->right = image_.sizes->image_size == image_.end - image_.begin &&
+                          image_.sizes->image_data_size == image_.data_end - image_.begin;
+  }
+
+  void SettleMode() {
+    if (!own_ids_) return;
+    if (image_.header == HeaderKind::kAvi1) {
+      if (image_.sizes) image_.mode = image_.restart_interval ? 0 : 3;
+      if (!image_.sizes) image_.mode = dc30_ ? 1 : 2;
+    }
+    if (image_.header == HeaderKind::kJfif && jfif_version_ == 0x100) image_.mode = 5;
+    if (image_.header == HeaderKind::kJfif && jfif_version_ == 0x102) image_.mode = 7;
+  }
+
+  void SettleQuality() {
+    if (!image_.quant.defined[0] || !image_.quant.defined[1]) return;
+    const NearestQuality nearest = FindNearestQuality(image_.quant);
+    image_.quality = nearest.quality;
+    image_.quality_exact = nearest.exact;
+  }
+
+  size_t FindByte(size_t from, uint8_t value) const {
+    if (from >= frame_.size()) return frame_.size();
+    const void* found = std::memchr(&frame_[from], value, frame_.size() - from);
+    return found == nullptr
+               ? frame_.size()
+               : static_cast<size_t>(static_cast<const uint8_t*>(found) - frame_.data());
+  }
+
+  Bytes frame_;
+  ImageAnalysis image_;
+  bool stopped_ = false;
+  bool dc30_ = false;
+  bool own_ids_ = false;  // component identifiers 0, 1, 2
+  int jfif_version_ = 0;
+  int restarts_ = 0;
+};
+
+}  // namespace
+
+ImageAnalysis AnalyseImage(Bytes frame, size_t begin) { return ImageWalk(frame, begin).Run(); }
+
+}  // namespace tkmjpg::tool
