@@ -98,9 +98,7 @@ BenchPicture MakeBenchPicture(int width, int height, int frame, uint32_t fourcc)
 }
 
 void ForEachRung(const std::function<void(CpuRung)>& add) {
-  for (int rung = 0; rung < kCpuRungCount; ++rung) {
-    if (static_cast<CpuRung>(rung) <= HighestCpuRung()) add(static_cast<CpuRung>(rung));
-  }
+  for (const CpuRung rung : RunnableCpuRungs()) add(rung);
 }
 
 }  // namespace tkmjpg

@@ -89,9 +89,8 @@ Bytes EncodeOnEveryRung(Arguments& arguments) {
   const uint32_t scale = arguments.ConsumeIntegralInRange(0U, 256U);
   const RawPicture picture(arguments, coding.layout, coding.host);
   const Encoded plain = Encode(CpuRung::kPlain, coding, picture, scale);
-  for (int rung = 1; rung <= static_cast<int>(tkmjpg::HighestCpuRung()); ++rung) {
-    Require(Encode(static_cast<CpuRung>(rung), coding, picture, scale) == plain,
-            "the same stream on every rung");
+  for (const CpuRung rung : tkmjpg::RunnableCpuRungs()) {
+    Require(Encode(rung, coding, picture, scale) == plain, "the same stream on every rung");
   }
   return plain.stream;
 }
@@ -134,8 +133,8 @@ void DecodeOnEveryRung(Arguments& arguments, const Bytes& stream) {
   decoding.decode_flags = arguments.ConsumeBool() ? 1 : 0;
   const GuardAt guard = DrawGuard(arguments);
   const Decoded plain = Decode(CpuRung::kPlain, stream, decoding, guard);
-  for (int rung = 1; rung <= static_cast<int>(tkmjpg::HighestCpuRung()); ++rung) {
-    const Decoded other = Decode(static_cast<CpuRung>(rung), stream, decoding, guard);
+  for (const CpuRung rung : tkmjpg::RunnableCpuRungs()) {
+    const Decoded other = Decode(rung, stream, decoding, guard);
     Require(other.position == plain.position, "the same position on every rung");
     Require(other == plain, "the same picture on every rung");
   }

@@ -14,10 +14,10 @@ TEST(Rungs, NamesAndRefusals) {
     const auto rung = static_cast<CpuRung>(i);
     EXPECT_EQ(CpuRungByName(CpuRungName(rung)), rung);
     const ForcedRung forced(rung);
-    EXPECT_EQ(forced.done, rung <= HighestCpuRung());
+    EXPECT_EQ(forced.done, CpuRungRuns(rung));
     EXPECT_EQ(ActiveCpuRung(), forced.done ? rung : forced.before);
   }
-  EXPECT_FALSE(ForceCpuRung(static_cast<CpuRung>(static_cast<int>(HighestCpuRung()) + 1)));
+  EXPECT_FALSE(ForceCpuRung(static_cast<CpuRung>(kCpuRungCount)));
   for (const char* name : {"", "AVX2", "avx", "avx5122", "plain "}) {
     EXPECT_EQ(CpuRungByName(name), std::nullopt) << name;
   }
@@ -25,8 +25,9 @@ TEST(Rungs, NamesAndRefusals) {
 
 // A fast rung has steps of its own, and not those of the rung below it.
 TEST(Rungs, TablesDiffer) {
-  for (int i = 1; i <= static_cast<int>(HighestCpuRung()); ++i) {
-    const auto rung = static_cast<CpuRung>(i), below = static_cast<CpuRung>(i - 1);
+  const RunnableCpuRungs rungs;
+  for (const CpuRung* i = rungs.begin() + 1; i != rungs.end(); ++i) {
+    const CpuRung rung = i[0], below = i[-1];
     const EncoderKernels &encoder = EncoderKernelsOf(rung), &slower = EncoderKernelsOf(below);
     EXPECT_NE(encoder.encode_mcu_row, slower.encode_mcu_row);
     EXPECT_NE(encoder.forward_transform, slower.forward_transform);
@@ -51,9 +52,9 @@ ptrdiff_t BytesBehindStreams() {
 // The fast rungs store whole registers, as far as the room goes, the plain one just the stream: so
 // the room behind it shows whether the forced rung ran.
 TEST(Rungs, TheForcedOneRuns) {
-  for (int i = 0; i <= static_cast<int>(HighestCpuRung()); ++i) {
-    const ForcedRung forced(static_cast<CpuRung>(i));
-    EXPECT_EQ(BytesBehindStreams() > 0, i > 0) << i;
+  for (const CpuRung rung : RunnableCpuRungs()) {
+    const ForcedRung forced(rung);
+    EXPECT_EQ(BytesBehindStreams() > 0, rung != CpuRung::kPlain) << CpuRungName(rung);
   }
 }
 

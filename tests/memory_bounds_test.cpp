@@ -16,8 +16,8 @@ TEST(MemoryBounds, CompressReadsNoByteBesideTheLines) {
         call.stride = sign * width * layout.pixel_bytes;
         const Bytes stream = Compress(pixels, call);
         ASSERT_FALSE(stream.empty());
-        for (int rung = 0; rung <= static_cast<int>(tkmjpg::HighestCpuRung()); ++rung) {
-          const ForcedRung forced(static_cast<tkmjpg::CpuRung>(rung));
+        for (const tkmjpg::CpuRung rung : tkmjpg::RunnableCpuRungs()) {
+          const ForcedRung forced(rung);
           ASSERT_EQ(Compress(pixels, call, GuardAt::kStart), stream)
               << layout.name << " width " << width << " stride " << call.stride;
         }
@@ -73,11 +73,11 @@ void ExpectWritesInLinesOnly(const Bytes& stream, Call call) {
       if (static_cast<int>(i) % pitch < line) continue;
       ASSERT_EQ(after[i], before[i]) << call.layout.name << " byte " << i << " stride " << stride;
     }
-    for (int rung = 0; rung <= static_cast<int>(tkmjpg::HighestCpuRung()); ++rung) {
-      const ForcedRung forced(static_cast<tkmjpg::CpuRung>(rung));
+    for (const tkmjpg::CpuRung rung : tkmjpg::RunnableCpuRungs()) {
+      const ForcedRung forced(rung);
       CodecCarryState again = {1, 0};
       call.carry = &again;
-      ASSERT_EQ(Decompress(stream, call, before), after) << "rung " << rung;
+      ASSERT_EQ(Decompress(stream, call, before), after) << tkmjpg::CpuRungName(rung);
       ASSERT_EQ(carry.decode_flags, again.decode_flags);
     }
   }

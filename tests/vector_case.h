@@ -61,8 +61,7 @@ class VectorCase {
   std::string DifferenceOnRungs() const {
     const tkmjpg::CpuRung active = tkmjpg::ActiveCpuRung();
     std::string difference;
-    for (int i = 0; i <= static_cast<int>(tkmjpg::HighestCpuRung()); ++i) {
-      const auto rung = static_cast<tkmjpg::CpuRung>(i);
+    for (const tkmjpg::CpuRung rung : tkmjpg::RunnableCpuRungs()) {
       const std::string one = tkmjpg::ForceCpuRung(rung) ? Difference({}) : "cannot be forced";
       if (!one.empty()) difference.append(tkmjpg::CpuRungName(rung)).append(": " + one + "; ");
     }

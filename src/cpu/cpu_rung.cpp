@@ -4,7 +4,6 @@
 #include <cpuid.h>
 #endif
 
-#include <array>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
@@ -12,7 +11,8 @@
 namespace tkmjpg {
 namespace {
 
-constexpr std::array<std::string_view, kCpuRungCount> kNames = {"plain", "avx2", "avx512"};
+constexpr std::array<std::string_view, kCpuRungCount> kNames = {"plain", "sse4", "avx2", "avx512",
+                                                                "neon"};
 
 #if TKMJPG_X86_64
 // What TKMJPG_TARGET_AVX2 allows besides AVX2. The builtin has no name for all of it.
@@ -25,10 +25,21 @@ bool HasBitInstructions() {
 }
 #endif
 
+#if TKMJPG_X86_64
+// These ask the operating system too, for it must save the wide registers.
+bool HasAvx2() { return __builtin_cpu_supports("avx2") && HasBitInstructions(); }
+bool HasAvx512() {
+  return HasAvx2() && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+         __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
+         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
+         __builtin_cpu_supports("avx512vbmi2");
+}
+#endif
+
 CpuRung InitialRung() {
   const char* wanted = std::getenv("TKMJPG_CPU");
   const auto rung = CpuRungByName(wanted != nullptr ? wanted : "");
-  return rung && *rung <= HighestCpuRung() ? *rung : HighestCpuRung();
+  return rung && CpuRungRuns(*rung) ? *rung : HighestCpuRung();
 }
 
 std::atomic<CpuRung>& Active() {
@@ -47,24 +58,38 @@ std::optional<CpuRung> CpuRungByName(std::string_view name) {
   return std::nullopt;
 }
 
-CpuRung HighestCpuRung() {
+bool CpuRungRuns(CpuRung rung) {
+  switch (rung) {
+    case CpuRung::kPlain:
+      return true;
 #if TKMJPG_X86_64
-  // These ask the operating system too, for it must save the wide registers.
-  if (!__builtin_cpu_supports("avx2") || !HasBitInstructions()) return CpuRung::kPlain;
-  const bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-                      __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
-                      __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
-                      __builtin_cpu_supports("avx512vbmi2");
-  return avx512 ? CpuRung::kAvx512 : CpuRung::kAvx2;
-#else
-  return CpuRung::kPlain;
+    case CpuRung::kAvx2:
+      return HasAvx2();
+    case CpuRung::kAvx512:
+      return HasAvx512();
 #endif
+#if TKMJPG_NEON
+    case CpuRung::kNeon:
+      return true;
+#endif
+    default:
+      return false;
+  }
 }
+
+RunnableCpuRungs::RunnableCpuRungs() {
+  for (int i = 0; i < kCpuRungCount; ++i) {
+    const auto rung = static_cast<CpuRung>(i);
+    if (CpuRungRuns(rung)) rungs_[count_++] = rung;
+  }
+}
+
+CpuRung HighestCpuRung() { return *(RunnableCpuRungs().end() - 1); }
 
 CpuRung ActiveCpuRung() { return Active().load(std::memory_order_relaxed); }
 
 bool ForceCpuRung(CpuRung rung) {
-  if (rung > HighestCpuRung()) return false;
+  if (!CpuRungRuns(rung)) return false;
   Active().store(rung, std::memory_order_relaxed);
   return true;
 }

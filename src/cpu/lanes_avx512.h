@@ -1,4 +1,6 @@
-// Eight rows of words, some blocks side by side, for AVX-512.
+// Lanes of 512 bits: AVX-512 with its byte permutations.
+// The vocabulary that all lanes_*.h share: a register holds kLanes lanes of 128 bits, a lane eight
+// words or sixteen bytes. Unless it says so, nothing crosses from a lane to another.
 #pragma once
 
 #include <immintrin.h>
@@ -7,42 +9,30 @@
 
 #include "cpu/targets.h"
 
-namespace tkmjpg {
+#define TKMJPG_LANES_TARGET TKMJPG_TARGET_AVX512
+#define TKMJPG_LANES_INLINE TKMJPG_TARGET_AVX512 TKMJPG_ALWAYS_INLINE
+#define TKMJPG_MM(name) _mm512_##name
+#define TKMJPG_MM_BITS(name) _mm512_##name##_si512
 
-// Rows of the four blocks of an MCU, a block in each 128-bit lane: left luma, right luma, Cb, Cr.
-struct McuRegisters {
-  __m512i row[8];
-};
+namespace tkmjpg::avx512 {
 
-TKMJPG_INLINE_AVX512 __m512i Words(int value) {
-  return _mm512_set1_epi16(static_cast<int16_t>(value));
-}
-TKMJPG_INLINE_AVX512 __m512i Add(__m512i a, __m512i b) { return _mm512_add_epi16(a, b); }
-TKMJPG_INLINE_AVX512 __m512i Sub(__m512i a, __m512i b) { return _mm512_sub_epi16(a, b); }
-TKMJPG_INLINE_AVX512 __m512i MulHigh(__m512i a, int constant) {
-  return _mm512_mulhi_epi16(a, Words(constant));
-}
-TKMJPG_INLINE_AVX512 __m512i Double(__m512i a) { return Add(a, a); }
-TKMJPG_INLINE_AVX512 __m512i Quadruple(__m512i a) { return _mm512_slli_epi16(a, 2); }
+using Register = __m512i;
+inline constexpr int kLanes = 4;
 
-// Exchanges rows and columns of the 8 x 8 words in each lane.
-TKMJPG_INLINE_AVX512 void Transpose(McuRegisters& m) {
-  __m512i* x = m.row;
-  __m512i a[8], b[8];
-  for (int i = 0; i < 4; ++i) {
-    a[2 * i] = _mm512_unpacklo_epi16(x[2 * i], x[2 * i + 1]);
-    a[2 * i + 1] = _mm512_unpackhi_epi16(x[2 * i], x[2 * i + 1]);
-  }
-  for (int i = 0; i < 2; ++i) {
-    b[4 * i] = _mm512_unpacklo_epi32(a[4 * i], a[4 * i + 2]);
-    b[4 * i + 1] = _mm512_unpackhi_epi32(a[4 * i], a[4 * i + 2]);
-    b[4 * i + 2] = _mm512_unpacklo_epi32(a[4 * i + 1], a[4 * i + 3]);
-    b[4 * i + 3] = _mm512_unpackhi_epi32(a[4 * i + 1], a[4 * i + 3]);
-  }
-  for (int i = 0; i < 4; ++i) {
-    x[2 * i] = _mm512_unpacklo_epi64(b[i], b[i + 4]);
-    x[2 * i + 1] = _mm512_unpackhi_epi64(b[i], b[i + 4]);
-  }
+#include "cpu/lanes_x86.inc"
+
+// The same 16 bytes in each lane.
+TKMJPG_LANES_INLINE Register LoadSame(const void* from) {
+  const __m128i lane = _mm_loadu_si128(static_cast<const __m128i*>(from));
+  return _mm512_broadcast_i32x4(lane);
 }
 
-}  // namespace tkmjpg
+// `a`, negated where `sign` is negative. Where `sign` is 0, `a` must be.
+TKMJPG_LANES_INLINE Register ApplySign(Register a, Register sign) {
+  return _mm512_mask_sub_epi16(a, _mm512_movepi16_mask(sign), Zero(), a);
+}
+
+}  // namespace tkmjpg::avx512
+
+#undef TKMJPG_MM
+#undef TKMJPG_MM_BITS

@@ -3,16 +3,24 @@
 // of it, since the linker may keep any one copy of them.
 #pragma once
 
-#if TKMJPG_X86_64
+#if TKMJPG_X86
+#define TKMJPG_TARGET_SSE4 __attribute__((target("ssse3,sse4.1,popcnt")))
 #define TKMJPG_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt,movbe")))
 #define TKMJPG_TARGET_AVX512                                                       \
   __attribute__((                                                                  \
       target("avx512f,avx512bw,avx512cd,avx512dq,avx512vl,avx512vbmi,avx512vbmi2," \
              "avx2,bmi,bmi2,lzcnt,popcnt,movbe")))
-#else
-#define TKMJPG_TARGET_AVX2
 #endif
+// ARMv8-A has NEON in its base.
+#define TKMJPG_TARGET_NEON
 
 // For the parts of such functions: never a function of its own that the linker could share.
-#define TKMJPG_INLINE_AVX2 TKMJPG_TARGET_AVX2 inline __attribute__((always_inline))
-#define TKMJPG_INLINE_AVX512 TKMJPG_TARGET_AVX512 inline __attribute__((always_inline))
+#define TKMJPG_ALWAYS_INLINE inline __attribute__((always_inline))
+
+#if TKMJPG_X86
+#define TKMJPG_INLINE_AVX2 TKMJPG_TARGET_AVX2 TKMJPG_ALWAYS_INLINE
+#define TKMJPG_INLINE_AVX512 TKMJPG_TARGET_AVX512 TKMJPG_ALWAYS_INLINE
+#else
+#define TKMJPG_TARGET_AVX2
+#define TKMJPG_INLINE_AVX2 TKMJPG_ALWAYS_INLINE
+#endif

@@ -26,7 +26,7 @@ constexpr DecoderKernels kPlainKernels = {
 // The tables by rung, each one made of the rung below.
 constexpr std::array<DecoderKernels, kCpuRungCount> MakeTables() {
   DecoderKernels kernels = kPlainKernels;
-  std::array<DecoderKernels, kCpuRungCount> tables = {kernels, kernels, kernels};
+  std::array<DecoderKernels, kCpuRungCount> tables = {kernels, kernels, kernels, kernels, kernels};
 #if TKMJPG_X86_64
   kernels.stage_bytes = StageBytesAvx2;
   kernels.select_writer = SelectWriterAvx2;

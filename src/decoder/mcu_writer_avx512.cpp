@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <bit>
 
-#include "cpu/lanes_avx512.h"
+#include "cpu/block_rows_avx512.h"
 #include "cpu/prefetch.h"
 #include "cpu/targets.h"
 #include "decoder/decoder_kernels.h"

@@ -16,7 +16,7 @@ constexpr EncoderKernels kPlainKernels = {
 // The tables by rung, each one made of the rung below.
 constexpr std::array<EncoderKernels, kCpuRungCount> MakeTables() {
   EncoderKernels kernels = kPlainKernels;
-  std::array<EncoderKernels, kCpuRungCount> tables = {kernels, kernels, kernels};
+  std::array<EncoderKernels, kCpuRungCount> tables = {kernels, kernels, kernels, kernels, kernels};
 #if TKMJPG_X86_64
   kernels.forward_transform = ForwardTransformMcuAvx2;
   kernels.encode_mcu_row = EncodeMcuRowAvx2;

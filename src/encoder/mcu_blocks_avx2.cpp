@@ -5,7 +5,7 @@
 // bytes and put into zig-zag order, and a bit mask says which are not zero.
 #include <immintrin.h>
 
-#include "cpu/lanes_avx2.h"
+#include "cpu/block_rows_avx2.h"
 #include "cpu/prefetch.h"
 #include "cpu/targets.h"
 #include "encoder/colour_rules.h"

@@ -10,7 +10,7 @@
 #include <bit>
 #include <cstring>
 
-#include "cpu/lanes_avx512.h"
+#include "cpu/block_rows_avx512.h"
 #include "cpu/prefetch.h"
 #include "cpu/targets.h"
 #include "encoder/colour_rules.h"
