@@ -3,9 +3,9 @@
 
 #include <map>
 
-#include "decoder/huffman_decoder.h"
+#include "decoder/bits_to_coefficients.h"
 #include "decoder/inverse_dct.h"
-#include "encoder/huffman_coder.h"
+#include "encoder/coefficients_to_bits.h"
 #include "tests/bytes.h"
 
 namespace {

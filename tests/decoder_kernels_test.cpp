@@ -2,7 +2,7 @@
 // that can run here.
 #include "decoder/decoder_kernels.h"
 
-#include "decoder/huffman_decoder.h"
+#include "decoder/bits_to_coefficients.h"
 #include "tests/kernel_cases.h"
 
 namespace {

@@ -3,7 +3,7 @@
 
 #include "encoder/encoder_kernels.h"
 #include "encoder/entropy_output.h"
-#include "encoder/huffman_coder.h"
+#include "encoder/coefficients_to_bits.h"
 #include "encoder/input_conversion.h"
 #include "encoder/quant_tables.h"
 #include "encoder/rate_control.h"

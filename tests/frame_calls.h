@@ -1,7 +1,7 @@
 // What the tests of whole frames share: layouts, and the two calls on byte strings.
 #pragma once
 
-#include "frame/pixel_format.h"
+#include "frame/layout.h"
 #include "tests/bytes.h"
 #include "tests/guarded_buffer.h"
 #include "tkmjpg.h"

@@ -3,7 +3,7 @@
 #include "tools/tkmjpg/streams/lossless_recode.h"
 
 #include "encoder/entropy_output.h"
-#include "encoder/huffman_coder.h"
+#include "encoder/coefficients_to_bits.h"
 #include "tests/command_runner.h"
 #include "tests/frame_calls.h"
 #include "tools/tkmjpg/streams/coefficient_reader.h"

@@ -1,6 +1,6 @@
 #include "cpu/cpu_rung.h"
 
-#if TKMJPG_X86_64
+#if TKMJPG_X86
 #include <cpuid.h>
 #endif
 
@@ -14,7 +14,7 @@ namespace {
 constexpr std::array<std::string_view, kCpuRungCount> kNames = {"plain", "sse4", "avx2", "avx512",
                                                                 "neon"};
 
-#if TKMJPG_X86_64
+#if TKMJPG_X86
 // What TKMJPG_TARGET_AVX2 allows besides AVX2. The builtin has no name for all of it.
 bool HasBitInstructions() {
   uint32_t a, b, c, d;
@@ -25,15 +25,21 @@ bool HasBitInstructions() {
 }
 #endif
 
-#if TKMJPG_X86_64
+#if TKMJPG_X86
 // These ask the operating system too, for it must save the wide registers.
+bool HasSse4() {
+  return __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("sse4.1") &&
+         __builtin_cpu_supports("popcnt");
+}
 bool HasAvx2() { return __builtin_cpu_supports("avx2") && HasBitInstructions(); }
+#if TKMJPG_X86_64
 bool HasAvx512() {
   return HasAvx2() && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
          __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
          __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
          __builtin_cpu_supports("avx512vbmi2");
 }
+#endif
 #endif
 
 CpuRung InitialRung() {
@@ -62,9 +68,13 @@ bool CpuRungRuns(CpuRung rung) {
   switch (rung) {
     case CpuRung::kPlain:
       return true;
-#if TKMJPG_X86_64
+#if TKMJPG_X86
+    case CpuRung::kSse4:
+      return HasSse4();
     case CpuRung::kAvx2:
       return HasAvx2();
+#endif
+#if TKMJPG_X86_64
     case CpuRung::kAvx512:
       return HasAvx512();
 #endif

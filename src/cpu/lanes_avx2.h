@@ -5,6 +5,7 @@
 
 #include <immintrin.h>
 
+#include <cstddef>
 #include <cstdint>
 
 #include "cpu/targets.h"
@@ -30,6 +31,50 @@ TKMJPG_LANES_INLINE Register LoadSame(const void* from) {
 // `a`, negated where `sign` is negative. Where `sign` is 0, `a` must be.
 TKMJPG_LANES_INLINE Register ApplySign(Register a, Register sign) {
   return _mm256_sign_epi16(a, sign);
+}
+
+// Whether a word has a bit of the mask.
+TKMJPG_LANES_INLINE bool HasBits(Register a, Register mask) {
+  return _mm256_testz_si256(a, mask) == 0;
+}
+// Word 0, 2, 4, 6 of a lane, then the others.
+alignas(16) inline constexpr int8_t kEvenFirst[16] = {0, 1, 4, 5, 8,  9,  12, 13,
+                                                      2, 3, 6, 7, 10, 11, 14, 15};
+// To a block each, that is a lane: words that alternate between two blocks; four words of one and
+// four of the other in each lane.
+TKMJPG_LANES_INLINE void SplitHalves(const Register words[1], Register blocks[1]) {
+  blocks[0] = _mm256_permute4x64_epi64(words[0], 0xD8);
+}
+TKMJPG_LANES_INLINE void SplitAlternating(const Register words[1], Register blocks[1]) {
+  blocks[0] = _mm256_permute4x64_epi64(Shuffle(words[0], LoadSame(kEvenFirst)), 0xD8);
+}
+TKMJPG_LANES_INLINE void ExchangeBlocks(Register blocks[1]) {
+  blocks[0] = _mm256_permute4x64_epi64(blocks[0], 0x4E);
+}
+// A lane at `from`, the other `step` bytes after it.
+TKMJPG_LANES_INLINE Register LoadLanes(const uint8_t* from, size_t step) {
+  const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+  const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + step));
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
+}
+
+// x + 1 where a > b, else x.
+TKMJPG_LANES_INLINE Register AddOneWhereGreater(Register x, Register a, Register b) {
+  return Sub(x, _mm256_cmpgt_epi16(a, b));
+}
+// The bytes of a lane, moved up or down with zeros in their place.
+template <int kBytes>
+TKMJPG_LANES_INLINE Register MoveUp(Register a) {
+  return _mm256_slli_si256(a, kBytes);
+}
+template <int kBytes>
+TKMJPG_LANES_INLINE Register MoveDown(Register a) {
+  return _mm256_srli_si256(a, kBytes);
+}
+
+TKMJPG_LANES_INLINE void StoreLane(void* to, Register x, int lane) {
+  const __m128i part = lane == 0 ? _mm256_castsi256_si128(x) : _mm256_extracti128_si256(x, 1);
+  _mm_storeu_si128(static_cast<__m128i*>(to), part);
 }
 
 }  // namespace tkmjpg::avx2

@@ -32,6 +32,16 @@ TKMJPG_LANES_INLINE Register ApplySign(Register a, Register sign) {
   return _mm512_mask_sub_epi16(a, _mm512_movepi16_mask(sign), Zero(), a);
 }
 
+// Whether a word has a bit of the mask.
+TKMJPG_LANES_INLINE bool HasBits(Register a, Register mask) {
+  return _mm512_test_epi16_mask(a, mask) != 0;
+}
+
+// x + 1 where a > b, else x.
+TKMJPG_LANES_INLINE Register AddOneWhereGreater(Register x, Register a, Register b) {
+  return _mm512_mask_add_epi16(x, _mm512_cmpgt_epi16_mask(a, b), x, Words(1));
+}
+
 }  // namespace tkmjpg::avx512
 
 #undef TKMJPG_MM

@@ -5,7 +5,9 @@
 
 #include <arm_neon.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <utility>
 
 #include "cpu/targets.h"
 
@@ -70,6 +72,18 @@ TKMJPG_LANES_INLINE Register MulHighUnsigned(Register a) {
   const uint32x4_t high = vmull_high_n_u16(x, kFactor);
   return Signed(vuzp2q_u16(vreinterpretq_u16_u32(low), vreinterpretq_u16_u32(high)));
 }
+// The same of twice the word, which stays within 16 bits.
+template <int kFactor>
+TKMJPG_LANES_INLINE Register MulHighOfDouble(Register a) {
+  return vqdmulhq_n_s16(a, kFactor);
+}
+// i x factor / 256, of words that hold a colour i shifted left by kColourShift.
+inline constexpr int kColourShift = 7;
+template <int kFactor>
+TKMJPG_LANES_INLINE Register ColourProduct(Register colour) {
+  if constexpr (kFactor < 32768) return vqdmulhq_n_s16(colour, kFactor);
+  return MulHighUnsigned<kFactor>(vaddq_s16(colour, colour));
+}
 template <int kBits>
 TKMJPG_LANES_INLINE Register ShiftLeft(Register a) {
   return vshlq_n_s16(a, kBits);
@@ -89,6 +103,11 @@ TKMJPG_LANES_INLINE Register ApplySign(Register a, Register sign) {
   return vsubq_s16(veorq_s16(a, negative), negative);
 }
 
+// x + 1 where a > b, else x.
+TKMJPG_LANES_INLINE Register AddOneWhereGreater(Register x, Register a, Register b) {
+  return vsubq_s16(x, vreinterpretq_s16_u16(vcgtq_s16(a, b)));
+}
+
 // --- Bits and bytes -----------------------------------------------------------------------------
 
 TKMJPG_LANES_INLINE Register And(Register a, Register b) { return vandq_s16(a, b); }
@@ -105,6 +124,20 @@ TKMJPG_LANES_INLINE Register Shuffle(Register bytes, Register index) {
   return Signed(vqtbl1q_u8(AsBytes(bytes), AsBytes(index)));
 }
 
+// The low bytes of the words of a, with those of b above them; the high bytes likewise.
+TKMJPG_LANES_INLINE Register LowBytes(Register a, Register b) {
+  return Signed(vtrn1q_u8(AsBytes(a), AsBytes(b)));
+}
+TKMJPG_LANES_INLINE Register HighBytes(Register a, Register b) {
+  return Signed(vtrn2q_u8(AsBytes(a), AsBytes(b)));
+}
+// LowBytes of words whose high bytes are 0.
+TKMJPG_LANES_INLINE Register JoinBytes(Register a, Register b) { return LowBytes(a, b); }
+// Whether a word has a bit of the mask.
+TKMJPG_LANES_INLINE bool HasBits(Register a, Register mask) {
+  return vmaxvq_u16(vandq_u16(Unsigned(a), Unsigned(mask))) != 0;
+}
+
 // --- Two registers to one -----------------------------------------------------------------------
 
 TKMJPG_LANES_INLINE Register PackSigned(Register a, Register b) {
@@ -113,6 +146,13 @@ TKMJPG_LANES_INLINE Register PackSigned(Register a, Register b) {
 TKMJPG_LANES_INLINE Register PackUnsigned(Register a, Register b) {
   return Signed(vqmovun_high_s16(vqmovun_s16(a), b));
 }
+// PackUnsigned of words shifted right.
+template <int kBits>
+TKMJPG_LANES_INLINE Register PackShifted(Register a, Register b) {
+  return Signed(vqshrun_high_n_s16(vqshrun_n_s16(a, kBits), b, kBits));
+}
+// Sums of pairs of words: four of a, four of b.
+TKMJPG_LANES_INLINE Register PairSums(Register a, Register b) { return vpaddq_s16(a, b); }
 TKMJPG_LANES_INLINE Register UnpackLow8(Register a, Register b) {
   return Signed(vzip1q_u8(AsBytes(a), AsBytes(b)));
 }
@@ -133,5 +173,19 @@ TKMJPG_LANES_INLINE Register UnpackLow64(Register a, Register b) {
 TKMJPG_LANES_INLINE Register UnpackHigh64(Register a, Register b) {
   return vreinterpretq_s16_s64(vzip2q_s64(vreinterpretq_s64_s16(a), vreinterpretq_s64_s16(b)));
 }
+
+TKMJPG_LANES_INLINE void StoreLane(void* to, Register x, int /*lane*/) { Store(to, x); }
+
+// To a block each: words that alternate between two blocks; four words of one and four of the
+// other.
+TKMJPG_LANES_INLINE void SplitAlternating(const Register words[2], Register blocks[2]) {
+  blocks[0] = vuzp1q_s16(words[0], words[1]);
+  blocks[1] = vuzp2q_s16(words[0], words[1]);
+}
+TKMJPG_LANES_INLINE void SplitHalves(const Register words[2], Register blocks[2]) {
+  blocks[0] = UnpackLow64(words[0], words[1]);
+  blocks[1] = UnpackHigh64(words[0], words[1]);
+}
+TKMJPG_LANES_INLINE void ExchangeBlocks(Register blocks[2]) { std::swap(blocks[0], blocks[1]); }
 
 }  // namespace tkmjpg::neon

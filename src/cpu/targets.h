@@ -16,11 +16,3 @@
 
 // For the parts of such functions: never a function of its own that the linker could share.
 #define TKMJPG_ALWAYS_INLINE inline __attribute__((always_inline))
-
-#if TKMJPG_X86
-#define TKMJPG_INLINE_AVX2 TKMJPG_TARGET_AVX2 TKMJPG_ALWAYS_INLINE
-#define TKMJPG_INLINE_AVX512 TKMJPG_TARGET_AVX512 TKMJPG_ALWAYS_INLINE
-#else
-#define TKMJPG_TARGET_AVX2
-#define TKMJPG_INLINE_AVX2 TKMJPG_ALWAYS_INLINE
-#endif

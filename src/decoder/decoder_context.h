@@ -5,11 +5,10 @@
 #include <array>
 #include <cstdint>
 
-#include "frame/pixel_format.h"
+#include "cpu/cpu_rung.h"
+#include "frame/layout.h"
 
 namespace tkmjpg {
-
-struct DecoderKernels;
 
 // Coefficients and quantisation values are held in transposed natural order, 8 x column + row,
 // from the parser to the inverse transform.
@@ -26,25 +25,34 @@ struct EntropyInput {
   uint32_t pending_marker = 0;        // the marker code that ended the data; 0 for none yet
 };
 
+// What SOF0 and SOS say. A second image without them keeps those of the first.
+struct ImageHeader {
+  uint32_t precision = 0;
+  uint32_t components = 0;       // of SOF0
+  uint32_t scan_components = 0;  // of SOS
+  std::array<ComponentInfo, 3> sampling{};
+  int32_t width = 0, height = 0;
+};
+
 struct DecoderContext {
-  const DecoderKernels* kernels = nullptr;
+  CpuRung rung = CpuRung::kPlain;
+  bool by_definition = false;  // no fast row, whatever the image; for tests
   EntropyInput input;
+  ImageHeader header;
   std::array<QuantValues, 4> quant_slots{};          // by Tq; zeros until a DQT fills them
   alignas(64) std::array<QuantValues, 2> dequant{};  // luma, chroma: 16 x the quantisation values
   std::array<int32_t, 3> last_dc{};                  // DC predictors of Y, Cb, Cr
-  std::array<ComponentInfo, 3> components{};
-  uint32_t precision = 0;
-  uint32_t frame_components = 0;
-  uint32_t scan_components = 0;
   PixelFormatCode pixel_format{};
-  int32_t coded_width = 0;  // X of SOF0: the MCUs of a row cover this many pixels
-  int32_t width = 0;        // pixels per line to write, at most coded_width
-  int32_t height = 0;       // lines of the image to decode
-  int32_t rows_done = 0;    // lines of it that are done
+  int32_t width = 0;      // pixels per line to write, at most the header's
+  int32_t height = 0;     // lines of the image to decode, at most the header's
+  int32_t rows_done = 0;  // lines of it that are done
   uint32_t mcus_per_row = 0;
   uint32_t restart_interval = 0;  // 0 for none
   uint32_t restart_number = 0;    // of the RSTn that comes next
   uint32_t restarts_to_go = 0;    // MCUs until it
 };
+
+// Goes over to the next restart interval, if exactly the expected marker ended the last one.
+bool PassRestartMarker(DecoderContext& context);
 
 }  // namespace tkmjpg

@@ -6,142 +6,117 @@
 #include <memory>
 #include <utility>
 
-#include "decoder/decoder_kernels.h"
-#include "decoder/fast_decoder.h"
-#include "decoder/frame_decompressor.h"
-#include "decoder/huffman_decoder.h"
+#include "decoder/image_decoder.h"
 #include "decoder/stream_parser.h"
 #include "frame/stream_format.h"
 
 namespace tkmjpg {
 namespace {
 
-// Runs `decode` over the bands of the prepared image. `rows_of` says where the n lines of a band
-// go, `finish` follows once they are written; both start over with the image at rows_done 0.
-template <typename Decode, typename RowsOf, typename Finish>
-bool ForEachBand(DecoderContext& context, Decode decode, RowsOf rows_of, Finish finish) {
-  while (context.rows_done < context.height) {
-    const int first = context.rows_done;
-    const int n = std::min(8, context.height - first);
-    std::array<uint8_t*, 8> rows{};
-    rows_of(rows, first, n);
-    if (!decode(rows, n)) return false;
-    finish(first, n);
-  }
-  return true;
-}
-
-// The fast way, for sound images only. False when this image is none, or the rung has no such way.
-template <typename RowsOf, typename Finish>
-bool DecodeBandsFast(DecoderContext& context, RowsOf rows_of, Finish finish) {
-  const auto select_writer = context.kernels->select_writer;
-  if (select_writer == nullptr || select_writer(context.pixel_format)[0] == nullptr ||
-      context.mcus_per_row == 0 || context.height == 0) {
-    return false;
-  }
-  FastDecoder decoder;
-  StartFastImage(context, decoder);
-  const auto decode = [&](const std::array<uint8_t*, 8>& rows, int n) {
-    return DecodeMcuRowFast(context, decoder, rows, n);
-  };
-  return ForEachBand(context, decode, rows_of, finish) && FinishFastImage(context, decoder);
-}
-
-template <typename RowsOf, typename Finish>
-bool DecodeBands(DecoderContext& context, RowsOf rows_of, Finish finish) {
-  const DecoderContext prepared = context;
-  if (DecodeBandsFast(context, rows_of, finish)) return true;
-  context = prepared;
-  BitReader reader;
-  const auto decode = [&](const std::array<uint8_t*, 8>& rows, int n) {
-    return DecodeMcuRow(context, reader, rows, n);
-  };
-  return ForEachBand(context, decode, rows_of, finish);
-}
-
 // Nine lines of finished pixels: a band, and one more that carries a line over to the next band.
-struct ScratchRows {
-  static constexpr int kRows = 9;
-  static constexpr size_t kAlignment = 32;
+class ScratchLines {
+ public:
+  static constexpr int kLines = 9;
 
-  size_t row_bytes;
-  std::unique_ptr<void, decltype(&std::free)> block;
-  uint8_t* first = nullptr;  // null when there is no memory
-
-  explicit ScratchRows(size_t line_bytes)
-      : row_bytes((line_bytes + kAlignment - 1) & ~(kAlignment - 1)),
-        block(std::malloc(kRows * row_bytes + kAlignment - 1), &std::free) {
-    void* start = block.get();
-    size_t space = kRows * row_bytes + kAlignment - 1;
+  explicit ScratchLines(size_t line_bytes)
+      : line_bytes_(line_bytes),
+        step_((line_bytes + kAlignment - 1) & ~(kAlignment - 1)),
+        block_(std::malloc(kLines * step_ + kAlignment - 1), &std::free) {
+    void* start = block_.get();
+    size_t space = kLines * step_ + kAlignment - 1;
     if (start != nullptr) {
-      first = static_cast<uint8_t*>(std::align(kAlignment, kRows * row_bytes, start, space));
+      first_ = static_cast<uint8_t*>(std::align(kAlignment, kLines * step_, start, space));
     }
   }
-  uint8_t* Row(int i) const { return first + static_cast<size_t>(i) * row_bytes; }
+  bool Refused() const { return first_ == nullptr; }
+  size_t LineBytes() const { return line_bytes_; }
+  uint8_t* Line(int i) const { return first_ + static_cast<size_t>(i) * step_; }
+
+ private:
+  static constexpr size_t kAlignment = 32;
+  size_t line_bytes_, step_;
+  std::unique_ptr<void, decltype(&std::free)> block_;
+  uint8_t* first_ = nullptr;
 };
 
-bool DoubleLines(DecoderContext& context, const ScratchRows& scratch, size_t line_bytes,
-                 const FrameOutput& frame) {
-  const auto rows_of = [&](std::array<uint8_t*, 8>& rows, int, int n) {
-    for (int i = 0; i < n; ++i) rows[i] = scratch.Row(i);
-  };
-  const auto finish = [&](int first, int n) {
-    for (int i = 0; i < n; ++i) {
-      uint8_t* even = frame.out + 2 * (first + i) * frame.stride;
-      std::memcpy(even, scratch.Row(i), line_bytes);
-      std::memcpy(even + frame.stride, scratch.Row(i), line_bytes);
+// Each line of the field goes to two lines of the frame.
+class DoubledLines final : public BandSink {
+ public:
+  DoubledLines(const ScratchLines& scratch, const FrameTarget& target)
+      : scratch_(scratch), target_(target) {}
+  BandRows Next(int /*first*/, int count) override {
+    BandRows band;
+    band.count = count;
+    for (int i = 0; i < count; ++i) band.rows[i] = scratch_.Line(i);
+    return band;
+  }
+  void Done(int first, int count) override {
+    for (int i = 0; i < count; ++i) {
+      uint8_t* even = target_.out + 2 * (first + i) * target_.stride;
+      std::memcpy(even, scratch_.Line(i), scratch_.LineBytes());
+      std::memcpy(even + target_.stride, scratch_.Line(i), scratch_.LineBytes());
     }
-  };
-  return DecodeBands(context, rows_of, finish);
-}
+  }
 
-void WriteMean(const uint8_t* a, const uint8_t* b, size_t bytes, uint8_t* out) {
-  for (size_t i = 0; i < bytes; ++i) out[i] = static_cast<uint8_t>((a[i] + b[i]) / 2);
-}
+ private:
+  const ScratchLines& scratch_;
+  const FrameTarget& target_;
+};
 
 // Odd frame lines are the field's; an even one is the mean of its neighbours, byte by byte. The top
 // line is its own predecessor.
-bool InterpolateLines(DecoderContext& context, const ScratchRows& scratch, size_t line_bytes,
-                      const FrameOutput& frame) {
-  // lines[i + 1] receives line i of a band, lines[0] holds the line ahead of the band.
-  std::array<uint8_t*, 10> lines{};
-  const auto rows_of = [&](std::array<uint8_t*, 8>& rows, int first, int n) {
+class InterpolatedLines final : public BandSink {
+ public:
+  InterpolatedLines(const ScratchLines& scratch, const FrameTarget& target)
+      : scratch_(scratch), target_(target) {}
+  BandRows Next(int first, int count) override {
     if (first == 0) {
-      for (int i = 0; i < 10; ++i) lines[i] = scratch.Row(std::max(i - 1, 0));
+      for (int i = 0; i < 10; ++i) lines_[i] = scratch_.Line(std::max(i - 1, 0));
     }
-    for (int i = 0; i < n; ++i) rows[i] = lines[i + 1];
-  };
-  const auto finish = [&](int first, int n) {
-    for (int i = 0; i < n; ++i) {
-      uint8_t* even = frame.out + 2 * (first + i) * frame.stride;
-      WriteMean(lines[i], lines[i + 1], line_bytes, even);
-      std::memcpy(even + frame.stride, lines[i + 1], line_bytes);
+    BandRows band;
+    band.count = count;
+    for (int i = 0; i < count; ++i) band.rows[i] = lines_[i + 1];
+    return band;
+  }
+  void Done(int first, int count) override {
+    for (int i = 0; i < count; ++i) {
+      uint8_t* even = target_.out + 2 * (first + i) * target_.stride;
+      WriteMean(lines_[i], lines_[i + 1], even);
+      std::memcpy(even + target_.stride, lines_[i + 1], scratch_.LineBytes());
     }
-    lines[0] = lines[8];
-    std::swap(lines[8], lines[9]);
-  };
-  return DecodeBands(context, rows_of, finish);
-}
+    lines_[0] = lines_[8];
+    std::swap(lines_[8], lines_[9]);
+  }
+
+ private:
+  void WriteMean(const uint8_t* a, const uint8_t* b, uint8_t* out) const {
+    for (size_t i = 0; i < scratch_.LineBytes(); ++i) {
+      out[i] = static_cast<uint8_t>((a[i] + b[i]) / 2);
+    }
+  }
+
+  const ScratchLines& scratch_;
+  const FrameTarget& target_;
+  // lines_[i + 1] receives line i of a band, lines_[0] holds the line before the band.
+  std::array<uint8_t*, 10> lines_{};
+};
 
 // Fills all lines of the frame from the prepared image. False when a restart marker is wrong or
-// there is no memory for the scratch rows.
-bool RebuildFrameFromField(DecoderContext& context, const FrameOutput& frame) {
-  if (SelectMcuConverter(*context.kernels, context.pixel_format) == &ConvertMcuToNothing) {
-    return DecodeImage(context, frame.out, 2 * frame.stride);  // moves the reader, writes nothing
-  }
-  const size_t line_bytes =
-      static_cast<size_t>(BytesPerPixel(context.pixel_format)) * static_cast<size_t>(context.width);
-  const ScratchRows scratch(line_bytes);
-  if (scratch.first == nullptr) return false;
+// there is no memory for the scratch lines.
+bool RebuildFrameFromField(DecoderContext& context, const FrameTarget& target, bool smart) {
+  if (context.width == 0) return true;
+  const ScratchLines scratch(size_t{BytesPerPixel(context.pixel_format)} *
+                             static_cast<size_t>(context.width));
+  if (scratch.Refused()) return false;
+  DoubledLines doubled(scratch, target);
+  InterpolatedLines interpolated(scratch, target);
   // The mean of 16-bit pixels' bytes would be no colour between them.
-  const bool smart = (frame.flags & kOneFieldSmart) != 0 &&
-                     context.pixel_format != PixelFormatCode::kRgb555 &&
-                     context.pixel_format != PixelFormatCode::kRgb565;
-  return smart ? InterpolateLines(context, scratch, line_bytes, frame)
-               : DoubleLines(context, scratch, line_bytes, frame);
+  const PixelLayout* layout = FindPixelLayout(context.pixel_format);
+  if (smart && layout->kind != PixelKind::kRgb16) return DecodeImage(context, interpolated);
+  return DecodeImage(context, doubled);
 }
 
-// The next SOI behind the first image, null if none: raw bytes, any fill may stand between.
+// The next SOI after the first image, null if none: raw bytes, any fill may stand between.
 const uint8_t* FindSecondImage(const EntropyInput& input) {
   constexpr uint8_t kStart[2] = {0xFF, kSoi};
   if (input.data_end - input.read_pos <= 2) return nullptr;
@@ -154,38 +129,32 @@ const uint8_t* FindSecondImage(const EntropyInput& input) {
 // Decodes the second image into the lines that the first one left. When there is none, the first
 // is decoded once more, unless the last frame had no second one either: then the frame has been
 // rebuilt from the first.
-void FetchSecondImage(DecoderContext& context, const FrameOutput& frame, uint8_t* second_lines,
+void FetchSecondImage(DecoderContext& context, const FrameTarget& target, uint8_t* lines,
                       CodecCarryState* carry) {
   const uint8_t* second = FindSecondImage(context.input);
   const bool missed_before = (carry->decode_flags & 1) != 0;
   carry->decode_flags = second != nullptr ? carry->decode_flags & ~1U : carry->decode_flags | 1;
-  context.input.read_pos = second != nullptr ? second : frame.data;
+  context.input.read_pos = second != nullptr ? second : target.data;
   if (second == nullptr && missed_before) return;
-
-  if (!StartImage(context)) return;
-  ClipSize(context, frame.width, frame.height / 2);
-  if (SetupDecoder(context)) DecodeImage(context, second_lines, 2 * frame.stride);
+  if (StartImage(context) && SetUpImage(context, target.width, target.height / 2)) {
+    DecodeImage(context, lines, 2 * target.stride);
+  }
 }
 
 }  // namespace
 
-bool DecodeImage(DecoderContext& context, uint8_t* lines, int64_t line_step) {
-  const auto rows_of = [&](std::array<uint8_t*, 8>& rows, int first, int n) {
-    for (int i = 0; i < n; ++i) rows[i] = lines + (first + i) * line_step;
-  };
-  return DecodeBands(context, rows_of, [](int, int) {});
-}
-
-void DecodeFieldFrame(DecoderContext& context, const FrameOutput& frame, CodecCarryState* carry) {
-  uint8_t* const even_lines = frame.out;
-  uint8_t* const odd_lines = frame.out + frame.stride;
-  const bool one_field_only = (frame.flags & kOneFieldOnly) != 0;
-  const bool rebuild = one_field_only || (carry->decode_flags & 1) != 0;
-  const bool sound =
-      rebuild ? RebuildFrameFromField(context, frame)
-              : DecodeImage(context, frame.invert_order ? even_lines : odd_lines, 2 * frame.stride);
-  if (!sound || one_field_only) return;
-  FetchSecondImage(context, frame, frame.invert_order ? odd_lines : even_lines, carry);
+void DecodeFieldFrame(DecoderContext& context, const FrameTarget& target,
+                      const FieldChoices& choices, CodecCarryState* carry) {
+  // No line of an empty picture is ever pointed at.
+  const bool empty = target.width == 0 || target.height < 2;
+  uint8_t* const odd_lines = empty ? target.out : target.out + target.stride;
+  uint8_t* const first = choices.even_first ? target.out : odd_lines;
+  uint8_t* const second = choices.even_first ? odd_lines : target.out;
+  const bool rebuild = choices.one_field_only || (carry->decode_flags & 1) != 0;
+  const bool decoded = rebuild ? RebuildFrameFromField(context, target, choices.smart)
+                               : DecodeImage(context, first, 2 * target.stride);
+  if (!decoded || choices.one_field_only) return;
+  FetchSecondImage(context, target, second, carry);
 }
 
 }  // namespace tkmjpg

@@ -3,71 +3,10 @@
 #include <algorithm>
 #include <array>
 
-#include "decoder/decoder_kernels.h"
+#include "decoder/output_terms.h"
 
 namespace tkmjpg {
 namespace {
-
-constexpr int Trunc(double value) { return static_cast<int>(value); }
-constexpr int Floor(double value) {
-  const int truncated = Trunc(value);
-  return truncated > value ? truncated - 1 : truncated;
-}
-
-// What a sample adds to B, G and R, in 64ths of a level. The offsets of the luma and chroma tables
-// together round to nearest.
-struct Terms {
-  int16_t b, g, r;
-};
-using TermTable = std::array<Terms, 256>;
-
-// The chroma gains of ITU-R BT.601 times 64: 2.0174, 0.3918, 0.8130, 1.5961.
-constexpr TermTable MakeBlueChromaTable() {
-  TermTable table{};
-  for (int cb = 0; cb < 256; ++cb) {
-    const int d = cb - 128;
-    table[cb] = {static_cast<int16_t>(1 + Trunc(129.1115 * d)),
-                 static_cast<int16_t>(Floor(-25.0724 * d)), 0};
-  }
-  return table;
-}
-
-constexpr TermTable MakeRedChromaTable() {
-  TermTable table{};
-  for (int cr = 0; cr < 256; ++cr) {
-    const int d = cr - 128;
-    table[cr] = {0, static_cast<int16_t>(Floor(-52.0299 * d)),
-                 static_cast<int16_t>(1 + Trunc(102.1516 * d))};
-  }
-  return table;
-}
-
-// Luma from 16..235 to 0..255: a gain of 64 x 255 / 219.
-constexpr TermTable MakeLumaTable601() {
-  TermTable table{};
-  for (int y = 0; y < 256; ++y) {
-    const int d = y - 16;
-    table[y] = {static_cast<int16_t>(31 + Trunc(74.521 * d - 0.07)),
-                static_cast<int16_t>(31 + Floor(74.5208 * d - 0.07)),
-                static_cast<int16_t>(31 + Trunc(74.5208 * d - 0.07))};
-  }
-  return table;
-}
-
-constexpr TermTable MakeLumaTableFull() {
-  TermTable table{};
-  for (int y = 0; y < 256; ++y) {
-    table[y] = {static_cast<int16_t>(31 + Trunc(64.000394 * y - 0.07)),
-                static_cast<int16_t>(31 + Floor(64.0 * y - 0.07)),
-                static_cast<int16_t>(31 + Trunc(64.0 * y - 0.07))};
-  }
-  return table;
-}
-
-constexpr TermTable kBlueChroma = MakeBlueChromaTable();
-constexpr TermTable kRedChroma = MakeRedChromaTable();
-constexpr TermTable kLuma601 = MakeLumaTable601();
-constexpr TermTable kLumaFull = MakeLumaTableFull();
 
 // What a sample adds to the three fields of a 16-bit pixel: R in bits 0 to 9, G in bits 10 to 21 in
 // quarters of a level, B in bits 22 to 31, each biased by 256 levels in the sum. The largest sums
@@ -171,102 +110,44 @@ struct Rgb16Writer {
 };
 
 template <typename Writer>
-void ConvertRows(uint8_t* rows[8], const uint8_t* blocks, int row_count) {
+void ConvertRows(uint8_t* const rows[8], size_t offset, const uint8_t* blocks, int row_count) {
   for (int r = 0; r < row_count; ++r) {
     for (int k = 0; k < 8; ++k) {
       const uint8_t* luma = blocks + 64 * (k / 4) + 8 * r + (2 * k) % 8;
       const uint8_t* chroma = blocks + 128 + 8 * r + k;
-      Writer::Write({luma[0], luma[1], chroma[0], chroma[64]}, rows[r]);
-      rows[r] += Writer::kPairBytes;
+      Writer::Write({luma[0], luma[1], chroma[0], chroma[64]},
+                    rows[r] + offset + Writer::kPairBytes * k);
     }
   }
 }
 
+template <const TermTable& kLuma>
+McuConverter SelectBgr(const PixelLayout& layout) {
+  if (BytesPerPixel(layout.code) == 3) return ConvertRows<BgrWriter<kLuma, 3, 0>>;
+  return layout.last_byte == 0 ? ConvertRows<BgrWriter<kLuma, 4, 0>>
+                               : ConvertRows<BgrWriter<kLuma, 4, 255>>;
+}
+
+template <bool kLimit>
+McuConverter SelectPackedYuv(const PixelLayout& layout) {
+  return layout.luma == 0 ? ConvertRows<PackedYuvWriter<kLimit, false>>
+                          : ConvertRows<PackedYuvWriter<kLimit, true>>;
+}
+
 }  // namespace
 
-void ConvertMcuToYuyv(uint8_t* rows[8], const uint8_t* blocks, int row_count) {
-  ConvertRows<PackedYuvWriter<true, false>>(rows, blocks, row_count);
-}
-void ConvertMcuToYuyvFull(uint8_t* rows[8], const uint8_t* blocks, int row_count) {
-  ConvertRows<PackedYuvWriter<false, false>>(rows, blocks, row_count);
-}
-void ConvertMcuToUyvy(uint8_t* rows[8], const uint8_t* blocks, int row_count) {
-  ConvertRows<PackedYuvWriter<true, true>>(rows, blocks, row_count);
-}
-void ConvertMcuToUyvyFull(uint8_t* rows[8], const uint8_t* blocks, int row_count) {
-  ConvertRows<PackedYuvWriter<false, true>>(rows, blocks, row_count);
-}
-void ConvertMcuToBgr24(uint8_t* rows[8], const uint8_t* blocks, int row_count) {
-  ConvertRows<BgrWriter<kLuma601, 3, 0>>(rows, blocks, row_count);
-}
-void ConvertMcuToBgr24Full(uint8_t* rows[8], const uint8_t* blocks, int row_count) {
-  ConvertRows<BgrWriter<kLumaFull, 3, 0>>(rows, blocks, row_count);
-}
-void ConvertMcuToBgrx32(uint8_t* rows[8], const uint8_t* blocks, int row_count) {
-  ConvertRows<BgrWriter<kLuma601, 4, 0>>(rows, blocks, row_count);
-}
-void ConvertMcuToBgrx32Full(uint8_t* rows[8], const uint8_t* blocks, int row_count) {
-  ConvertRows<BgrWriter<kLumaFull, 4, 0>>(rows, blocks, row_count);
-}
-void ConvertMcuToBgra32(uint8_t* rows[8], const uint8_t* blocks, int row_count) {
-  ConvertRows<BgrWriter<kLuma601, 4, 255>>(rows, blocks, row_count);
-}
-void ConvertMcuToBgra32Full(uint8_t* rows[8], const uint8_t* blocks, int row_count) {
-  ConvertRows<BgrWriter<kLumaFull, 4, 255>>(rows, blocks, row_count);
-}
-void ConvertMcuToRgb555(uint8_t* rows[8], const uint8_t* blocks, int row_count) {
-  ConvertRows<Rgb16Writer<false>>(rows, blocks, row_count);
-}
-void ConvertMcuToRgb565(uint8_t* rows[8], const uint8_t* blocks, int row_count) {
-  ConvertRows<Rgb16Writer<true>>(rows, blocks, row_count);
-}
-void ConvertMcuToNothing(uint8_t**, const uint8_t*, int) {}
-
-McuConverter SelectMcuConverter(const DecoderKernels& kernels, PixelFormatCode format) {
-  switch (format) {
-    case PixelFormatCode::kYuyv:
-      return kernels.convert_yuyv;
-    case PixelFormatCode::kYuyvFull:
-      return kernels.convert_yuyv_full;
-    case PixelFormatCode::kUyvy:
-      return kernels.convert_uyvy;
-    case PixelFormatCode::kUyvyFull:
-      return kernels.convert_uyvy_full;
-    case PixelFormatCode::kBgr24:
-      return kernels.convert_bgr24;
-    case PixelFormatCode::kBgr24Full:
-      return kernels.convert_bgr24_full;
-    case PixelFormatCode::kBgrx32:
-      return kernels.convert_bgrx32;
-    case PixelFormatCode::kBgrx32Full:
-      return kernels.convert_bgrx32_full;
-    case PixelFormatCode::kBgra32:
-      return kernels.convert_bgra32;
-    case PixelFormatCode::kBgra32Full:
-      return kernels.convert_bgra32_full;
-    case PixelFormatCode::kRgb555:
-      return kernels.convert_rgb555;
-    case PixelFormatCode::kRgb565:
-      return kernels.convert_rgb565;
+McuConverter SelectMcuConverter(PixelFormatCode format) {
+  const PixelLayout* layout = FindPixelLayout(format);
+  if (layout == nullptr || !layout->decoded) return nullptr;
+  const bool full_range = layout->code == layout->full_range;
+  switch (layout->kind) {
+    case PixelKind::kPackedYuv:
+      return full_range ? SelectPackedYuv<false>(*layout) : SelectPackedYuv<true>(*layout);
+    case PixelKind::kBgr:
+      return full_range ? SelectBgr<kLumaFull>(*layout) : SelectBgr<kLuma601>(*layout);
     default:
-      return ConvertMcuToNothing;
-  }
-}
-
-PixelFormatCode FullRangeVariant(PixelFormatCode format) {
-  switch (format) {
-    case PixelFormatCode::kYuyv:
-      return PixelFormatCode::kYuyvFull;
-    case PixelFormatCode::kUyvy:
-      return PixelFormatCode::kUyvyFull;
-    case PixelFormatCode::kBgr24:
-      return PixelFormatCode::kBgr24Full;
-    case PixelFormatCode::kBgrx32:
-      return PixelFormatCode::kBgrx32Full;
-    case PixelFormatCode::kBgra32:
-      return PixelFormatCode::kBgra32Full;
-    default:
-      return format;
+      return format == PixelFormatCode::kRgb565 ? ConvertRows<Rgb16Writer<true>>
+                                                : ConvertRows<Rgb16Writer<false>>;
   }
 }
 

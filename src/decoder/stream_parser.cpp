@@ -19,7 +19,7 @@ constexpr std::array<uint8_t, 64> kTransposedZigZag = MakeTransposedZigZag();
 
 int32_t Word(const uint8_t* p) { return p[0] << 8 | p[1]; }
 
-// Where the bytes of a marker are passed: behind `position`, or null at the end of the data.
+// Where the bytes of a marker are passed: after `position`, or null at the end of the data.
 const uint8_t* FindMarkerCode(const uint8_t* position, const uint8_t* end) {
   position = std::find(position, end, uint8_t{0xFF});
   position = std::find_if(position, end, [](uint8_t byte) { return byte != 0xFF; });
@@ -31,22 +31,23 @@ const uint8_t* FindMarkerCode(const uint8_t* position, const uint8_t* end) {
 
 bool ReadFrameHeader(const uint8_t* p, const uint8_t* end, DecoderContext& context) {
   if (end - p < 8) return false;
-  context.precision = p[2];
-  context.height = Word(p + 3);
-  context.width = context.coded_width = Word(p + 5);
-  context.frame_components = p[7];
+  ImageHeader& header = context.header;
+  header.precision = p[2];
+  header.height = Word(p + 3);
+  header.width = Word(p + 5);
+  header.components = p[7];
   // Three records whatever Nf says: an image of another count is refused later.
   for (int i = 0; i < 3; ++i) {
     const uint8_t* component = p + 8 + 3 * i;
     if (end - component < 3 || component[2] > 3) return false;
-    context.components[i] = {static_cast<uint32_t>(component[1] >> 4), component[1] & 0xFU};
+    header.sampling[i] = {static_cast<uint32_t>(component[1] >> 4), component[1] & 0xFU};
   }
   return true;
 }
 
 bool ReadScanHeader(const uint8_t* p, const uint8_t* end, DecoderContext& context) {
   if (Word(p) < 12 || end - p < 3) return false;
-  context.scan_components = p[2];
+  context.header.scan_components = p[2];
   if (end - p < 12 || p[11] != 0) return false;
   context.last_dc = {};
   return true;
@@ -58,7 +59,7 @@ void StoreQuantValues(const uint8_t* values, bool words, QuantValues& slot) {
   }
 }
 
-// A table that is cut short or has no slot ends the segment; tables ahead of it stand.
+// A table that is cut short or has no slot ends the segment; tables before it stand.
 bool ReadQuantTables(const uint8_t* p, const uint8_t* end, DecoderContext& context) {
   const int32_t length = Word(p);
   if (end - p < length) return false;
@@ -95,7 +96,7 @@ bool ReadSegment(uint8_t code, const uint8_t* p, const uint8_t* end, DecoderCont
   }
 }
 
-// The segments behind SOI. Returns the first entropy-coded byte, the position behind an EOI, or
+// The segments after SOI. Returns the first entropy-coded byte, the position after an EOI, or
 // `end` when the data ran out or a header was refused.
 const uint8_t* ScanSegments(const uint8_t* p, const uint8_t* end, DecoderContext& context) {
   for (;;) {

@@ -1,51 +1,19 @@
 // CompressBuffer_MJPG: the exported call in front of the encoder.
-#include <optional>
-
 #include "alpha/alpha_plane.h"
 #include "encoder/frame_compressor.h"
+#include "frame/layout.h"
 #include "tkmjpg.h"
-
-namespace tkmjpg {
-namespace {
-
-std::optional<PixelFormatCode> FormatOf(uint32_t fourcc) {
-  switch (fourcc) {
-    case TKMJPG_YUY2:
-      return PixelFormatCode::kYuyv;
-    case TKMJPG_UYVY:
-      return PixelFormatCode::kUyvy;
-    case TKMJPG_VYUY:
-      return PixelFormatCode::kVyuy;
-    case TKMJPG_YuYv:
-      return PixelFormatCode::kYuyvFull;
-    case TKMJPG_UyVy:
-      return PixelFormatCode::kUyvyFull;
-    case TKMJPG_BGR3:
-      return PixelFormatCode::kBgr24;
-    case TKMJPG_BGR4:
-      return PixelFormatCode::kBgrx32;
-    case TKMJPG_BGRA:
-      return PixelFormatCode::kBgra32;
-    case TKMJPG_R555:
-      return PixelFormatCode::kRgb555;
-    default:
-      return std::nullopt;
-  }
-}
-
-}  // namespace
-}  // namespace tkmjpg
 
 extern "C" uint32_t CompressBuffer_MJPG(const uint8_t* input, int32_t input_stride, uint8_t* output,
                                         uint32_t output_size, int32_t width, int32_t height,
                                         int32_t quality, uint32_t flags, uint32_t fourcc,
                                         uint32_t /*reserved*/, CodecCarryState* carry) {
   using namespace tkmjpg;
-  const auto format = FormatOf(fourcc);
-  if (!format) return 0;
+  const PixelLayout* layout = FindPixelLayout(fourcc);
+  if (layout == nullptr || !layout->encoded) return 0;
   CodecCarryState local = carry != nullptr ? *carry : kNewCarryState;
   uint32_t length = CompressFrame(output, output_size, input, input_stride, width, height, flags,
-                                  *format, &local, quality);
+                                  layout->code, &local, quality);
   if (length == 0) return 0;
   if (fourcc == TKMJPG_BGRA && (flags & TKMJPG_C_ALPHA) != 0) {
     const uint32_t alpha =

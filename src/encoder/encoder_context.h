@@ -4,14 +4,14 @@
 #include <array>
 #include <cstdint>
 
-#include "frame/pixel_format.h"
+#include "frame/layout.h"
 
 namespace tkmjpg {
 
-struct EncoderKernels;
+struct EncoderContext;
 
-// Where a frame's bytes go. Behind `output_capacity` bytes are counted and not stored, so that the
-// length is true even when the room is too small.
+// Where a frame's bytes go. After `output_capacity` bytes they are counted and not stored, so that
+// the length is true even when the capacity is too small.
 struct EntropyOutput {
   uint8_t* output_start = nullptr;
   uint32_t output_capacity = 0;
@@ -26,12 +26,13 @@ struct EncoderQuantTable {
 
 // What the quantiser multiplies by instead of dividing, natural order.
 struct QuantiserTable {
-  alignas(64) std::array<uint16_t, 64> quant_reciprocal;  // [141, 32767]
+  alignas(64) std::array<uint16_t, 64> quant_reciprocal;  // [14, 32256]
   alignas(64) std::array<uint16_t, 64> quant_correction;  // [0, 2298]
 };
 
 struct EncoderContext {
-  const EncoderKernels* kernels = nullptr;
+  void (*encode_mcu_row)(EncoderContext& context,
+                         const std::array<const uint8_t*, 8>& rows) = nullptr;
   std::array<EncoderQuantTable, 2> quant_tables;  // luma, chroma
   std::array<QuantiserTable, 2> quantisers;       // made from quant_tables by BeginImage
   std::array<int32_t, 3> last_dc{};               // DC predictors of Y, Cb, Cr
@@ -40,7 +41,7 @@ struct EncoderContext {
   int32_t width = 0;              // pixels per line, [0, 65535]
   int32_t height = 0;             // lines of the image, a multiple of 8
   uint32_t mcus_per_row = 0;      // (width + 15) / 16
-  uint32_t restart_interval = 0;  // MCUs between restart markers; 0 for none
+  uint32_t restart_interval = 0;  // MCUs between restart markers; 0, as always so far, for none
   uint32_t restart_number = 0;    // the next RSTn, [0, 7]
   uint32_t restarts_to_go = 0;    // MCUs until it
   EntropyOutput output;

@@ -57,7 +57,7 @@ void ForwardTransformMcu(const uint8_t* samples, const std::array<QuantiserTable
     // Rows first: the multiplications truncate, so that the other order gives other numbers.
     for (int row = 0; row < 8; ++row) ForwardPass(block + 8 * row, 1);
     for (int column = 0; column < 8; ++column) ForwardPass(block + column, 8);
-    block[0] -= 8192;  // the level shift: 128 x 64, the DC of a block of 128s
+    block[0] -= kLevelShift;
 
     const QuantiserTable& quantiser = quantisers[lane / 2];
     for (int k = 0; k < 64; ++k) {

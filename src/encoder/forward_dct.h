@@ -14,13 +14,12 @@ struct McuCoefficients {
   alignas(64) std::array<std::array<int16_t, 64>, 4> blocks;
 };
 
-// Lanes 0 and 1 are quantised with quantisers[0], lanes 2 and 3 with quantisers[1].
-using ForwardTransform = void (*)(const uint8_t* samples,
-                                  const std::array<QuantiserTable, 2>& quantisers,
-                                  McuCoefficients& coefficients);
+// The level shift: 128 x 64, the DC of a block of 128s.
+inline constexpr int kLevelShift = 8192;
 
 // The definition. A fast approximation of the DCT of ITU T.81 A.3.3 in 16-bit arithmetic: other
-// transforms, an exact one too, give other numbers.
+// transforms, an exact one too, give other numbers. Lanes 0 and 1 are quantised with quantisers[0],
+// lanes 2 and 3 with quantisers[1].
 void ForwardTransformMcu(const uint8_t* samples, const std::array<QuantiserTable, 2>& quantisers,
                          McuCoefficients& coefficients);
 

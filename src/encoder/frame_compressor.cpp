@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "encoder/encoder_kernels.h"
 #include "encoder/image_encoder.h"
+#include "encoder/mcu_row.h"
 #include "encoder/quant_tables.h"
 #include "encoder/rate_control.h"
 
@@ -94,7 +94,7 @@ uint32_t CompressFrame(uint8_t* output, uint32_t output_capacity, const uint8_t*
   if (layout.image_height > kLargestSize) return 0;
 
   EncoderContext context;
-  context.kernels = &EncoderKernelsOf(ActiveCpuRung());
+  context.encode_mcu_row = McuRowEncoderOf(ActiveCpuRung());
   context.width = std::max(width, 0);
   context.height = layout.image_height;
   context.pixel_format = format;

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "frame/pixel_format.h"
+#include "frame/layout.h"
 
 namespace tkmjpg {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <optional>
 
-#include "encoder/encoder_kernels.h"
 #include "encoder/entropy_output.h"
+#include "encoder/forward_dct.h"
 
 namespace tkmjpg {
 namespace {
@@ -143,7 +143,7 @@ void EncodeRows(EncoderContext& context, const ImageLines& lines) {
     for (int32_t r = 0; r < 8; ++r) {
       rows[r] = lines.first_row + std::min(top + r, last_line) * lines.stride;
     }
-    context.kernels->encode_mcu_row(context, rows);
+    context.encode_mcu_row(context, rows);
   }
 }
 

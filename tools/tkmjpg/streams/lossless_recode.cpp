@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "encoder/entropy_output.h"
-#include "encoder/huffman_coder.h"
+#include "encoder/coefficients_to_bits.h"
 #include "frame/stream_format.h"
 #include "tools/tkmjpg/streams/coefficient_reader.h"
 

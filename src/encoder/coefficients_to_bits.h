@@ -27,18 +27,9 @@ inline constexpr HuffmanCodeTable kDcChromaCodes = MakeCodeTable(kDcChromaSpec);
 inline constexpr HuffmanCodeTable kAcLumaCodes = MakeCodeTable(kAcLumaSpec);
 inline constexpr HuffmanCodeTable kAcChromaCodes = MakeCodeTable(kAcChromaSpec);
 
-// Codes one block of 64 coefficients in zig-zag order behind what `output` holds. dc_prediction is
+// Codes one block of 64 coefficients in zig-zag order after what `output` holds. dc_prediction is
 // the component's previous DC value; keeping it is the caller's work.
 void EncodeBlock(EntropyOutput& output, const int16_t* block, int32_t dc_prediction,
                  const HuffmanCodeTable& dc_codes, const HuffmanCodeTable& ac_codes);
-
-// Codes one band of eight lines, from the first pixel of each of `rows`: converts, transforms and
-// codes MCU by MCU, with restart markers where the interval calls for them.
-using McuRowEncoder = void (*)(EncoderContext& context, const std::array<const uint8_t*, 8>& rows);
-
-void EncodeMcuRow(EncoderContext& context, const std::array<const uint8_t*, 8>& rows);
-
-// Ends an interval: completes the byte, writes RSTn and clears the predictors and counters.
-void WriteRestart(EncoderContext& context);
 
 }  // namespace tkmjpg

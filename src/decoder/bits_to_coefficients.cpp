@@ -1,11 +1,9 @@
-#include "decoder/huffman_decoder.h"
+#include "decoder/bits_to_coefficients.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "decoder/decoder_kernels.h"
-#include "decoder/inverse_dct.h"
-#include "decoder/output_conversion.h"
+#include "decoder/bytes_to_bits.h"
 
 namespace tkmjpg {
 namespace {
@@ -92,7 +90,7 @@ uint32_t PeekBits(const BitReader& reader, uint32_t count) {
   return (reader.bit_accumulator >> (reader.bit_count - count)) & ((1U << count) - 1);
 }
 
-// The value index that the bits ahead give, its amplitude bits included.
+// The value index that the next bits give, its amplitude bits included.
 template <typename Lookup>
 LookupEntry LookUp(BitReader& reader, const Lookup& lookup,
                    const std::array<LookupLevel, 3>& levels) {
@@ -120,77 +118,12 @@ int16_t TakeValue(BitReader& reader, const LookupEntry& entry) {
   return kCoefficientValues[index];
 }
 
-// Goes over to the next interval: exactly the expected marker must have ended the last one.
-bool PassRestart(DecoderContext& context, BitReader& reader) {
-  reader.bit_accumulator = reader.bit_count = 0;
-  reader.bit_read_pos = -1;
-  if (context.input.pending_marker != kRst0 + context.restart_number) return false;
-  context.input.pending_marker = 0;
-  context.restart_number = (context.restart_number + 1) % 8;
-  for (uint32_t c = 0; c < context.scan_components; ++c) context.last_dc[c] = 0;
-  context.restarts_to_go = context.restart_interval;
-  return true;
-}
+}  // namespace
 
-// Whether all that can still be read are 1 bits: then every further block is flat, its DC the
-// predictor's, and the reader is as good as unmoved by it.
 bool OnlyOnesAhead(const BitReader& reader, const EntropyInput& input) {
   const uint32_t pending = (1U << reader.bit_count) - 1;
   return (input.pending_marker != 0 || input.read_pos == input.data_end) &&
          reader.bit_read_pos >= reader.filled_to && (~reader.bit_accumulator & pending) == 0;
-}
-
-void DecodeMcu(DecoderContext& context, BitReader& reader, uint8_t* samples) {
-  constexpr int kComponents[4] = {0, 0, 1, 2};
-  for (int b = 0; b < 4; ++b) {
-    int32_t& last_dc = context.last_dc[kComponents[b]];
-    alignas(64) int16_t block[64] = {};
-    RefillBits(reader, context.input);
-    DecodeBlock(reader, block, last_dc, b < 2 ? kDcLumaLookup : kDcChromaLookup,
-                b < 2 ? kAcLumaLookup : kAcChromaLookup);
-    last_dc = block[0];
-    context.kernels->inverse_transform(samples + 64 * b, block,
-                                       context.dequant[b < 2 ? 0 : 1].data());
-  }
-}
-
-// Writes the MCU at the rows' cursors, which move on; of one that the picture's right edge cuts,
-// the pixels that are left.
-void OutputMcu(const DecoderContext& context, McuConverter converter, uint32_t column,
-               const uint8_t* samples, std::array<uint8_t*, 8>& rows, int row_count) {
-  const int pixels = context.width - 16 * static_cast<int>(column);
-  if (pixels <= 0) return;
-  if (pixels >= 16) return converter(rows.data(), samples, row_count);
-  alignas(64) uint8_t lines[8][64];
-  std::array<uint8_t*, 8> cursors;
-  for (int r = 0; r < 8; ++r) cursors[r] = lines[r];
-  converter(cursors.data(), samples, row_count);
-  // The converter's own step tells the size of 16 pixels: 0 for one that writes nothing.
-  const auto step = cursors[0] - lines[0];
-  for (int r = 0; r < row_count; ++r) {
-    std::memcpy(rows[r], lines[r], static_cast<size_t>(pixels * step / 16));
-  }
-}
-
-}  // namespace
-
-int StageBytes(EntropyInput& input, uint8_t* write, int room) {
-  int moved = 0;
-  while (input.read_pos != input.data_end && moved < room) {
-    const uint8_t byte = *input.read_pos++;
-    if (byte != 0xFF) {
-      write[moved++] = byte;
-      continue;
-    }
-    if (input.read_pos == input.data_end) break;  // a lone 0xFF at the end is dropped
-    const uint8_t code = *input.read_pos++;
-    if (code != 0x00) {
-      input.pending_marker = code;
-      break;
-    }
-    write[moved++] = 0xFF;
-  }
-  return moved;
 }
 
 void RefillBits(BitReader& reader, EntropyInput& input) {
@@ -227,27 +160,6 @@ void DecodeBlock(BitReader& reader, int16_t* block, int32_t dc_prediction,
     const int16_t value = TakeValue(reader, ac);
     if (value != 0) block[kBlockOrder[k]] = value;
   }
-}
-
-bool DecodeMcuRow(DecoderContext& context, BitReader& reader, const std::array<uint8_t*, 8>& rows,
-                  int row_count) {
-  const McuConverter converter = SelectMcuConverter(*context.kernels, context.pixel_format);
-  std::array<uint8_t*, 8> cursors = rows;
-  alignas(64) uint8_t samples[kMcuBlockBytes];
-  for (uint32_t column = 0; column < context.mcus_per_row; ++column) {
-    if (context.restart_interval != 0 && context.restarts_to_go == 0 &&
-        !PassRestart(context, reader)) {
-      return false;
-    }
-    const bool cropped = 16 * static_cast<int>(column) >= context.width;
-    if (!cropped || !OnlyOnesAhead(reader, context.input)) {
-      DecodeMcu(context, reader, samples);
-      OutputMcu(context, converter, column, samples, cursors, row_count);
-    }
-    --context.restarts_to_go;  // only read with an interval
-  }
-  context.rows_done += row_count;
-  return true;
 }
 
 }  // namespace tkmjpg

@@ -1,4 +1,5 @@
-// Entropy decoding (ITU T.81 F.2.2) with the fixed tables of Annex K, one band of MCUs at a time.
+// Entropy decoding (ITU T.81 F.2.2) with the fixed tables of Annex K: the definition, that any
+// damage comes out of as it must.
 #pragma once
 
 #include <array>
@@ -11,22 +12,22 @@ namespace tkmjpg {
 
 // The bit reader. A staging buffer holds entropy data without its stuffing; DecodeBlock runs on it
 // with no test for markers or the end, since RefillBits lets a block start only with more bytes
-// ahead than any block can take. Behind the end of the data stand one 0 byte, if the last refill
+// in it than any block can take. After the end of the data stand one 0 byte, if the last refill
 // had room for it, and then 0xFF bytes for ever: what is missing of a cut image comes out flat, and
 // the same everywhere.
 struct BitReader {
   static constexpr int kBufferBytes = 1024;
-  // 63 codes of 26 bits, a DC code of 22, and four bytes read ahead.
+  // 63 codes of 26 bits, a DC code of 22, and four bytes read in advance.
   static constexpr int kLargestBlock = 216;
 
   std::array<uint8_t, kBufferBytes> buffer;
-  int bit_read_pos = -1;  // next unread byte; -1 when the buffer is to be started afresh
-  int filled_to = 0;      // behind it the buffer holds 0xFF only
+  int bit_read_pos = -1;  // next unread byte; -1 when the buffer is to be started again
+  int filled_to = 0;      // after it the buffer holds 0xFF only
   uint32_t bit_accumulator = 0;
   uint32_t bit_count = 0;  // how many of its low bits are unread, [0, 31]
 };
 
-// An entry of a lookup: what the bits ahead resolve to. value_index 0 sends the look-up on to the
+// An entry of a lookup: what the next bits resolve to. value_index 0 sends the look-up on to the
 // next level.
 struct LookupEntry {
   uint8_t length = 0;        // bits to consume
@@ -35,7 +36,7 @@ struct LookupEntry {
   uint16_t value_index = 0;  // into CoefficientValues
 };
 
-// Three levels, each behind a prefix of 1 bits: the long codes of Annex K all begin with 1s.
+// Three levels, each after a prefix of 1 bits: the long codes of Annex K all begin with 1s.
 struct LookupLevel {
   int prefix_bits, index_bits, first_entry;
 };
@@ -60,11 +61,7 @@ inline constexpr std::array<int16_t, 4096> kCoefficientValues = MakeCoefficientV
 extern const DcLookup kDcLumaLookup, kDcChromaLookup;
 extern const AcLookup kAcLumaLookup, kAcChromaLookup;
 
-// Moves entropy data without its stuffing to `write`, until `room` is full, a marker comes (then it
-// is the pending one) or the data ends. Returns the bytes moved.
-int StageBytes(EntropyInput& input, uint8_t* write, int room);
-
-// Tops up the staging buffer ahead of a block.
+// Tops up the staging buffer before a block.
 void RefillBits(BitReader& reader, EntropyInput& input);
 
 // Decodes one block into `block`, 64 words in transposed natural order that are zero on entry. An
@@ -72,9 +69,8 @@ void RefillBits(BitReader& reader, EntropyInput& input);
 void DecodeBlock(BitReader& reader, int16_t* block, int32_t dc_prediction,
                  const DcLookup& dc_lookup, const AcLookup& ac_lookup);
 
-// Decodes one band: `row_count` lines (1 to 8), written at `rows`. False when a restart marker is
-// missing or wrong; the MCUs ahead of it are written.
-bool DecodeMcuRow(DecoderContext& context, BitReader& reader, const std::array<uint8_t*, 8>& rows,
-                  int row_count);
+// Whether all that can still be read are 1 bits: then every further block is flat, its DC the
+// predictor's, and the reader is as good as unmoved by it.
+bool OnlyOnesAhead(const BitReader& reader, const EntropyInput& input);
 
 }  // namespace tkmjpg

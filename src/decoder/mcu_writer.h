@@ -1,0 +1,38 @@
+// An MCU on its way from its coefficients to the picture, and what the text of the fast rows needs,
+// to be included before any namespace is open.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+
+#include "cpu/prefetch.h"
+#include "decoder/fast_reader.h"
+#include "decoder/fast_symbols.h"
+#include "decoder/mcu_row.h"
+#include "decoder/output_conversion.h"
+#include "decoder/output_terms.h"
+#include "frame/layout.h"
+#include "frame/stream_format.h"
+#include "frame/transform_scale.h"
+
+namespace tkmjpg {
+
+struct McuJob {
+  int16_t* coefficients;    // left zero for the next MCU
+  const uint16_t* dequant;  // as FastReader has it
+  uint8_t* samples;         // 256 bytes, aligned to 64, that a step leaves to the next ones
+  uint8_t* const* rows;     // the first `row_count` lines of pixels go to rows[i] + offset
+  int row_count;
+  size_t offset;
+  McuConverter convert;  // the plain one of the layout
+};
+using McuStep = void (*)(const McuJob& job);
+
+// Transforms an MCU, converts it and stores it, in one step (the others are null) or in three. A
+// long way to the pixels is better gone in three, between the blocks of the next MCU: the processor
+// can look ahead to those, and they leave it time.
+using McuWriter = std::array<McuStep, 3>;
+
+}  // namespace tkmjpg
