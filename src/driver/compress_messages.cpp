@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "driver/host_format.h"
+#include "driver/options.h"
 #include "encoder/frame_compressor.h"
-#include "frame/options.h"
 
 namespace tkmjpg {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "decoder/frame_decompressor.h"
 #include "driver/host_format.h"
-#include "frame/options.h"
+#include "driver/options.h"
 
 namespace tkmjpg {
 namespace {
