@@ -1,14 +1,22 @@
-// Each kernel of each rung by itself, on the MCUs of a picture. "pixels" is pixels a second.
+// The rows of MCUs of each rung, and the plain steps that they are defined by, on the MCUs of a
+// picture. "pixels" is pixels a second.
 #include <benchmark/benchmark.h>
 
 #include <array>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
 #include "bench/bench_picture.h"
-#include "decoder/decoder_kernels.h"
-#include "encoder/encoder_kernels.h"
+#include "decoder/bytes_to_bits.h"
+#include "decoder/frame_decompressor.h"
+#include "decoder/image_decoder.h"
+#include "decoder/inverse_dct.h"
+#include "decoder/output_conversion.h"
+#include "decoder/stream_parser.h"
+#include "encoder/forward_dct.h"
+#include "encoder/input_conversion.h"
+#include "encoder/mcu_row.h"
 #include "encoder/quant_tables.h"
 #include "frame/stream_format.h"
 #include "tkmjpg.h"
@@ -25,8 +33,8 @@ void ReportPixels(benchmark::State& state) {
       static_cast<double>(state.iterations()) * kWidth * kHeight, benchmark::Counter::kIsRate);
 }
 
-std::array<const uint8_t*, 8> BandRows(const BenchPicture& picture, int top) {
-  std::array<const uint8_t*, 8> rows;
+SourceRows RowsOf(const BenchPicture& picture, int top) {
+  SourceRows rows;
   for (int r = 0; r < 8; ++r) rows[r] = picture.Row(top + r);
   return rows;
 }
@@ -38,33 +46,34 @@ struct McuData {
   EncoderContext context;
 };
 
-McuData MakeMcuData(const EncoderKernels& kernels) {
+McuData MakeMcuData() {
   McuData data;
   BuildQuantTablesFromQuality(data.context, kQuality);
   for (int t = 0; t < 2; ++t)
     BuildQuantiser(data.context.quant_tables[t], data.context.quantisers[t]);
   const BenchPicture picture = MakeBenchPicture(kWidth, kHeight, 0, TKMJPG_YUY2);
+  const InputConverter convert = SelectInputConverter(PixelFormatCode::kYuyv);
   data.samples.resize(kMcus);
   data.coefficients.resize(kMcus);
   for (int i = 0; i < kMcus; ++i) {
-    const int top = i / (kWidth / 16) * 8, left = i % (kWidth / 16) * 32;
-    auto rows = BandRows(picture, top);
-    for (auto& row : rows) row += left;
-    kernels.convert_yuyv(rows.data(), data.samples[i].data());
-    kernels.forward_transform(data.samples[i].data(), data.context.quantisers,
-                              data.coefficients[i]);
+    const int top = i / (kWidth / 16) * 8;
+    const size_t left = size_t(i) % (kWidth / 16) * 32;
+    convert(RowsOf(picture, top).data(), left, data.samples[i].data());
+    ForwardTransformMcu(data.samples[i].data(), data.context.quantisers, data.coefficients[i]);
   }
   return data;
 }
 
-void ConvertInput(benchmark::State& state, InputConverter convert, uint32_t fourcc) {
-  const BenchPicture picture = MakeBenchPicture(kWidth, kHeight, 0, fourcc);
+void ConvertInput(benchmark::State& state, const PixelLayout& layout) {
+  const BenchPicture picture = MakeBenchPicture(kWidth, kHeight, 0, layout.fourcc);
+  const InputConverter convert = SelectInputConverter(layout.code);
+  const size_t mcu_bytes = 16 * BytesPerPixel(layout.code);
   alignas(64) uint8_t samples[kMcuSampleBytes];
   for (auto _ : state) {
     for (int top = 0; top < kHeight; top += 8) {
-      auto rows = BandRows(picture, top);
-      for (int x = 0; x < kWidth; x += 16) {
-        convert(rows.data(), samples);
+      const SourceRows rows = RowsOf(picture, top);
+      for (size_t mcu = 0; mcu < kWidth / 16; ++mcu) {
+        convert(rows.data(), mcu * mcu_bytes, samples);
         benchmark::DoNotOptimize(samples);
       }
     }
@@ -72,41 +81,38 @@ void ConvertInput(benchmark::State& state, InputConverter convert, uint32_t four
   ReportPixels(state);
 }
 
-void TransformForward(benchmark::State& state, const EncoderKernels* kernels) {
-  const McuData data = MakeMcuData(*kernels);
+void TransformForward(benchmark::State& state) {
+  const McuData data = MakeMcuData();
   McuCoefficients coefficients;
   for (auto _ : state) {
     for (const auto& samples : data.samples) {
-      kernels->forward_transform(samples.data(), data.context.quantisers, coefficients);
+      ForwardTransformMcu(samples.data(), data.context.quantisers, coefficients);
       benchmark::DoNotOptimize(coefficients);
     }
   }
   ReportPixels(state);
 }
 
-void EncodeBand(benchmark::State& state, const EncoderKernels* kernels, uint32_t fourcc,
-                PixelFormatCode format) {
-  const BenchPicture picture = MakeBenchPicture(kWidth, kHeight, 0, fourcc);
-  EncoderContext context = MakeMcuData(*kernels).context;
+void EncodeBands(benchmark::State& state, CpuRung rung, const PixelLayout& layout) {
+  const BenchPicture picture = MakeBenchPicture(kWidth, kHeight, 0, layout.fourcc);
+  EncoderContext context = MakeMcuData().context;
   std::vector<uint8_t> stream(picture.bytes.size() * 2);
-  context.kernels = kernels;
-  context.pixel_format = format;
+  const McuRowEncoder encode_row = McuRowEncoderOf(rung);
+  context.pixel_format = layout.code;
   context.width = kWidth;
   context.height = kHeight;
   context.mcus_per_row = kWidth / 16;
   context.output = {stream.data(), static_cast<uint32_t>(stream.size())};
   for (auto _ : state) {
     context.output.output_position = 0;
-    for (int top = 0; top < kHeight; top += 8) {
-      kernels->encode_mcu_row(context, BandRows(picture, top));
-    }
+    for (int top = 0; top < kHeight; top += 8) encode_row(context, RowsOf(picture, top));
     benchmark::ClobberMemory();
   }
   ReportPixels(state);
 }
 
-void TransformInverse(benchmark::State& state, const DecoderKernels* kernels) {
-  const McuData data = MakeMcuData(EncoderKernelsOf(CpuRung::kPlain));
+void TransformInverse(benchmark::State& state) {
+  const McuData data = MakeMcuData();
   std::vector<std::array<int16_t, 64>> blocks;
   for (const McuCoefficients& mcu : data.coefficients) {
     for (const auto& block : mcu.blocks) {
@@ -122,80 +128,121 @@ void TransformInverse(benchmark::State& state, const DecoderKernels* kernels) {
   alignas(64) uint8_t samples[64];
   for (auto _ : state) {
     for (const auto& block : blocks) {
-      alignas(64) std::array<int16_t, 64> copy = block;
-      kernels->inverse_transform(samples, copy.data(), dequant.data());
+      InverseTransformBlock(samples, block.data(), dequant.data());
       benchmark::DoNotOptimize(samples);
     }
   }
   ReportPixels(state);
 }
 
-void ConvertOutput(benchmark::State& state, McuConverter convert) {
-  const McuData data = MakeMcuData(EncoderKernelsOf(CpuRung::kPlain));
+BandRows LinesOf(BenchPicture& picture, int top) {
+  BandRows band;
+  band.count = 8;
+  for (int r = 0; r < 8; ++r) band.rows[r] = picture.bytes.data() + (top + r) * picture.Stride();
+  return band;
+}
+
+void ConvertOutput(benchmark::State& state, const PixelLayout& layout) {
+  const McuData data = MakeMcuData();
+  const McuConverter convert = SelectMcuConverter(layout.code);
+  const size_t mcu_bytes = 16 * BytesPerPixel(layout.code);
   BenchPicture picture = MakeBenchPicture(kWidth, kHeight, 0, TKMJPG_BGR4);
   for (auto _ : state) {
     const uint8_t* blocks = data.samples[0].data();
     for (int top = 0; top < kHeight; top += 8) {
-      std::array<uint8_t*, 8> rows;
-      for (int r = 0; r < 8; ++r) rows[r] = picture.bytes.data() + (top + r) * picture.Stride();
-      for (int x = 0; x < kWidth; blocks += kMcuBlockBytes, x += 16)
-        convert(rows.data(), blocks, 8);
+      const BandRows band = LinesOf(picture, top);
+      for (size_t mcu = 0; mcu < kWidth / 16; ++mcu, blocks += kMcuBlockBytes) {
+        convert(band.rows.data(), mcu * mcu_bytes, blocks, 8);
+      }
     }
     benchmark::ClobberMemory();
   }
   ReportPixels(state);
 }
 
-void RegisterEncoder(const std::string& rung, const EncoderKernels& kernels) {
-  const struct {
-    const char* name;
-    InputConverter convert;
-    uint32_t fourcc;
-  } converters[] = {{"convert_rgb24", kernels.convert_rgb24, TKMJPG_BGR3},
-                    {"convert_rgb32", kernels.convert_rgb32, TKMJPG_BGR4},
-                    {"convert_rgb555", kernels.convert_rgb555, TKMJPG_R555},
-                    {"convert_yuyv", kernels.convert_yuyv, TKMJPG_YUY2},
-                    {"convert_uyvy", kernels.convert_uyvy, TKMJPG_UYVY}};
-  for (const auto& c : converters) {
-    benchmark::RegisterBenchmark(("encoder/" + std::string(c.name) + rung).c_str(), ConvertInput,
-                                 c.convert, c.fourcc);
+// A stream of the picture with its headers read.
+struct CodedPicture {
+  std::vector<uint8_t> stream;
+  DecoderContext context;
+
+  explicit CodedPicture(PixelFormatCode format) : stream(1 << 20) {
+    const BenchPicture picture = MakeBenchPicture(kWidth, kHeight, 0, TKMJPG_YUY2);
+    stream.resize(CompressBuffer_MJPG(picture.bytes.data(), picture.Stride(), stream.data(),
+                                      1 << 20, kWidth, kHeight, kQuality, 0, TKMJPG_YUY2, 0,
+                                      nullptr));
+    context.input = {stream.data() + stream.size(), stream.data()};
+    context.pixel_format = format;
+    if (!StartImage(context) || !SetUpImage(context, kWidth, kHeight)) stream.clear();
   }
-  benchmark::RegisterBenchmark(("encoder/forward_transform" + rung).c_str(), TransformForward,
-                               &kernels);
-  benchmark::RegisterBenchmark(("encoder/encode_mcu_row/YUY2" + rung).c_str(), EncodeBand, &kernels,
-                               TKMJPG_YUY2, PixelFormatCode::kYuyv);
-  benchmark::RegisterBenchmark(("encoder/encode_mcu_row/BGR3" + rung).c_str(), EncodeBand, &kernels,
-                               TKMJPG_BGR3, PixelFormatCode::kBgr24);
+};
+
+// `by_definition`: the plain rows that damaged images go by.
+void DecodeBands(benchmark::State& state, CpuRung rung, const PixelLayout& layout,
+                 bool by_definition) {
+  const CodedPicture coded(layout.code);
+  BenchPicture picture = MakeBenchPicture(kWidth, kHeight, 0, layout.fourcc);
+  for (auto _ : state) {
+    DecoderContext context = coded.context;
+    context.rung = rung;
+    context.by_definition = by_definition;
+    if (coded.stream.empty() || !DecodeImage(context, picture.bytes.data(), picture.Stride())) {
+      state.SkipWithError("the picture is not decoded");
+      break;
+    }
+    benchmark::ClobberMemory();
+  }
+  ReportPixels(state);
 }
 
-void RegisterDecoder(const std::string& rung, const DecoderKernels& kernels) {
-  const std::pair<const char*, McuConverter> converters[] = {
-      {"convert_yuyv", kernels.convert_yuyv},
-      {"convert_yuyv_full", kernels.convert_yuyv_full},
-      {"convert_uyvy", kernels.convert_uyvy},
-      {"convert_uyvy_full", kernels.convert_uyvy_full},
-      {"convert_bgr24", kernels.convert_bgr24},
-      {"convert_bgr24_full", kernels.convert_bgr24_full},
-      {"convert_bgrx32", kernels.convert_bgrx32},
-      {"convert_bgrx32_full", kernels.convert_bgrx32_full},
-      {"convert_bgra32", kernels.convert_bgra32},
-      {"convert_bgra32_full", kernels.convert_bgra32_full},
-      {"convert_rgb555", kernels.convert_rgb555},
-      {"convert_rgb565", kernels.convert_rgb565}};
-  benchmark::RegisterBenchmark(("decoder/inverse_transform" + rung).c_str(), TransformInverse,
-                               &kernels);
-  for (const auto& [name, convert] : converters) {
-    benchmark::RegisterBenchmark(("decoder/" + std::string(name) + rung).c_str(), ConvertOutput,
-                                 convert);
+void MoveBytes(benchmark::State& state) {
+  const CodedPicture coded(PixelFormatCode::kYuyv);
+  std::vector<uint8_t> moved(coded.stream.size());
+  for (auto _ : state) {
+    EntropyInput input = coded.context.input;
+    benchmark::DoNotOptimize(StageBytes(input, moved.data(), static_cast<int>(moved.size())));
+  }
+  ReportPixels(state);
+}
+
+std::string Name(const char* step, const PixelLayout& layout, std::string_view rung) {
+  const std::string fourcc(reinterpret_cast<const char*>(&layout.fourcc), 4);
+  return std::string(step) + "/" + fourcc + "/" + std::string(rung);
+}
+
+void RegisterSteps() {
+  benchmark::RegisterBenchmark("encoder/forward_dct/plain", TransformForward);
+  benchmark::RegisterBenchmark("decoder/inverse_dct/plain", TransformInverse);
+  benchmark::RegisterBenchmark("decoder/bytes_to_bits/plain", MoveBytes);
+  for (const PixelLayout& layout : kPixelLayouts) {
+    if (layout.encoded) {
+      benchmark::RegisterBenchmark(Name("encoder/input_conversion", layout, "plain").c_str(),
+                                   ConvertInput, layout);
+    }
+    if (layout.decoded) {
+      benchmark::RegisterBenchmark(Name("decoder/output_conversion", layout, "plain").c_str(),
+                                   ConvertOutput, layout);
+      benchmark::RegisterBenchmark(Name("decoder/mcu_row", layout, "definition").c_str(),
+                                   DecodeBands, CpuRung::kPlain, layout, true);
+    }
+  }
+}
+
+void RegisterRows(CpuRung rung) {
+  for (const PixelLayout& layout : kPixelLayouts) {
+    if (layout.encoded) {
+      benchmark::RegisterBenchmark(Name("encoder/mcu_row", layout, CpuRungName(rung)).c_str(),
+                                   EncodeBands, rung, layout);
+    }
+    if (layout.decoded) {
+      benchmark::RegisterBenchmark(Name("decoder/mcu_row", layout, CpuRungName(rung)).c_str(),
+                                   DecodeBands, rung, layout, false);
+    }
   }
 }
 
 [[maybe_unused]] const bool kRegistered = [] {
-  ForEachRung([](CpuRung rung) {
-    const std::string suffix = std::string("/").append(CpuRungName(rung));
-    RegisterEncoder(suffix, EncoderKernelsOf(rung));
-    RegisterDecoder(suffix, DecoderKernelsOf(rung));
-  });
+  RegisterSteps();
+  ForEachRung(RegisterRows);
   return true;
 }();
 

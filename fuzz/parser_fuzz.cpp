@@ -7,22 +7,25 @@
 namespace {
 
 using tkmjpg::DecoderContext;
+using tkmjpg::ImageHeader;
 
 void RequireSaneHeaders(const DecoderContext& context) {
-  Require(context.width >= 0 && context.width <= 65535, "the width has 16 bits");
-  Require(context.height >= 0 && context.height <= 65535, "the height has 16 bits");
-  Require(context.coded_width == context.width, "the parser does not clip");
+  const ImageHeader& header = context.header;
+  Require(header.width >= 0 && header.width <= 65535, "the width has 16 bits");
+  Require(header.height >= 0 && header.height <= 65535, "the height has 16 bits");
   Require(context.restart_interval <= 65535, "the interval has 16 bits");
-  for (const tkmjpg::ComponentInfo& c : context.components) {
+  for (const tkmjpg::ComponentInfo& c : header.sampling) {
     Require(c.h_samp <= 15 && c.v_samp <= 15, "sampling factors have four bits");
   }
 }
 
 void RequireSameHeaders(const DecoderContext& a, const DecoderContext& b) {
   Require(a.quant_slots == b.quant_slots && a.last_dc == b.last_dc, "the same tables");
-  Require(a.width == b.width && a.height == b.height && a.precision == b.precision,
-          "the same frame header");
-  Require(a.frame_components == b.frame_components && a.scan_components == b.scan_components,
+  const ImageHeader &one = a.header, &other = b.header;
+  Require(
+      one.width == other.width && one.height == other.height && one.precision == other.precision,
+      "the same frame header");
+  Require(one.components == other.components && one.scan_components == other.scan_components,
           "the same components");
   Require(a.restart_interval == b.restart_interval, "the same restart interval");
 }

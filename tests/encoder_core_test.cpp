@@ -1,10 +1,11 @@
 // The encoder's steps where whole frames do not show them: at their limits, and with restarts.
 #include <gtest/gtest.h>
 
-#include "encoder/encoder_kernels.h"
-#include "encoder/entropy_output.h"
 #include "encoder/coefficients_to_bits.h"
+#include "encoder/entropy_output.h"
+#include "encoder/forward_dct.h"
 #include "encoder/input_conversion.h"
+#include "encoder/mcu_row.h"
 #include "encoder/quant_tables.h"
 #include "encoder/rate_control.h"
 #include "tests/kernel_cases.h"
@@ -88,7 +89,6 @@ TEST(HuffmanCoder, RestartsFallAnywhereInTheRows) {
   for (const auto& [interval, wanted] : cases) {
     Bytes bytes(100);
     EncoderContext context;
-    context.kernels = &EncoderKernelsOf(CpuRung::kPlain);
     context.pixel_format = PixelCode::kYuyv;
     context.width = 32;
     context.mcus_per_row = 2;

@@ -1,9 +1,8 @@
-// The steps of the encoder that a fast rung has its own of, against the plain ones, on every rung
-// that can run here.
-#include "encoder/encoder_kernels.h"
-
+// The rows of MCUs of every instruction set that can run here, against the plain ones.
 #include <memory>
 
+#include "encoder/forward_dct.h"
+#include "encoder/mcu_row.h"
 #include "encoder/quant_tables.h"
 #include "tests/kernel_cases.h"
 
@@ -36,21 +35,6 @@ EncoderContext MakeEncoderContext(int quality) {
   BuildQuantTablesFromQuality(context, quality);
   for (int t = 0; t < 2; ++t) BuildQuantiser(context.quant_tables[t], context.quantisers[t]);
   return context;
-}
-
-TEST(EncoderKernels, ForwardTransform) {
-  ForEachFastRung([](CpuRung rung) {
-    for (const int quality : {1, 25, 50, 75, 90, 97, 100}) {
-      const EncoderContext context = MakeEncoderContext(quality);
-      for (uint32_t i = 0; i < 100; ++i) {
-        const GuardedBuffer samples(MakeBytes(kContents[i % 5], 32, 8, i));
-        McuCoefficients wanted, got;
-        ForwardTransformMcu(samples.data(), context.quantisers, wanted);
-        EncoderKernelsOf(rung).forward_transform(samples.data(), context.quantisers, got);
-        ASSERT_EQ(got.blocks, wanted.blocks) << "quality " << quality << ", " << i;
-      }
-    }
-  });
 }
 
 struct RowCase {
@@ -90,7 +74,7 @@ Lines MakeLines(const RowCase& c, GuardAt guard) {
 RowResult EncodeRow(CpuRung rung, const RowCase& c, const Lines& lines, uint32_t room) {
   const GuardedBuffer output(room);
   EncoderContext context = MakeEncoderContext(c.quality);
-  context.kernels = &EncoderKernelsOf(rung);
+  context.encode_mcu_row = McuRowEncoderOf(rung);
   context.pixel_format = c.code;
   context.width = c.width;
   context.height = 8;
@@ -100,7 +84,7 @@ RowResult EncodeRow(CpuRung rung, const RowCase& c, const Lines& lines, uint32_t
   context.output = {output.data(), room, kRowStart, 0x55 & ((1U << c.bit_count) - 1), c.bit_count};
   std::array<const uint8_t*, 8> rows;
   for (size_t r = 0; r < 8; ++r) rows[r] = lines[r]->data();
-  context.kernels->encode_mcu_row(context, rows);
+  context.encode_mcu_row(context, rows);
   const EntropyOutput& end = context.output;
   return {Head(output.Bytes(), std::min<uint64_t>(end.output_position, room)), end.output_position,
           end.bit_accumulator & ((1U << end.bit_count) - 1), end.bit_count, context.last_dc};

@@ -2,8 +2,8 @@
 // have to become its own bytes again.
 #include "tools/tkmjpg/streams/lossless_recode.h"
 
-#include "encoder/entropy_output.h"
 #include "encoder/coefficients_to_bits.h"
+#include "encoder/entropy_output.h"
 #include "tests/command_runner.h"
 #include "tests/frame_calls.h"
 #include "tools/tkmjpg/streams/coefficient_reader.h"

@@ -25,7 +25,7 @@ void EncodeMcuBlocks(EncoderContext& context, const McuCoefficients& mcu) {
 
 }  // namespace
 
-void EncodeMcuRow(EncoderContext& context, const BandRows& rows) {
+void EncodeMcuRow(EncoderContext& context, const SourceRows& rows) {
   const InputConverter converter = SelectInputConverter(context.pixel_format);
   const size_t mcu_bytes = size_t{16} * BytesPerPixel(context.pixel_format);
   alignas(64) uint8_t samples[kMcuSampleBytes];

@@ -10,13 +10,13 @@
 namespace tkmjpg {
 
 // The first pixel of each line of a band.
-using BandRows = std::array<const uint8_t*, 8>;
+using SourceRows = std::array<const uint8_t*, 8>;
 
-using McuRowEncoder = void (*)(EncoderContext& context, const BandRows& rows);
+using McuRowEncoder = void (*)(EncoderContext& context, const SourceRows& rows);
 
 // The definition: converts, transforms and codes MCU by MCU, with restart markers where the
 // interval calls for them.
-void EncodeMcuRow(EncoderContext& context, const BandRows& rows);
+void EncodeMcuRow(EncoderContext& context, const SourceRows& rows);
 
 // The fastest one of a rung; all give the same bytes.
 McuRowEncoder McuRowEncoderOf(CpuRung rung);
@@ -26,14 +26,14 @@ void WriteRestart(EncoderContext& context);
 
 // One text (mcu_row.inc), compiled for each instruction set.
 #if TKMJPG_X86
-void EncodeMcuRowSse4(EncoderContext& context, const BandRows& rows);
-void EncodeMcuRowAvx2(EncoderContext& context, const BandRows& rows);
+void EncodeMcuRowSse4(EncoderContext& context, const SourceRows& rows);
+void EncodeMcuRowAvx2(EncoderContext& context, const SourceRows& rows);
 #endif
 #if TKMJPG_X86_64
-void EncodeMcuRowAvx512(EncoderContext& context, const BandRows& rows);
+void EncodeMcuRowAvx512(EncoderContext& context, const SourceRows& rows);
 #endif
 #if TKMJPG_NEON
-void EncodeMcuRowNeon(EncoderContext& context, const BandRows& rows);
+void EncodeMcuRowNeon(EncoderContext& context, const SourceRows& rows);
 #endif
 
 }  // namespace tkmjpg

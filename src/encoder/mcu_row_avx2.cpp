@@ -41,7 +41,7 @@ TKMJPG_LANES_INLINE void StoreLevels(const Register packed[4], CodedBlock* block
 }  // namespace
 }  // namespace avx2
 
-void EncodeMcuRowAvx2(EncoderContext& context, const BandRows& rows) {
+void EncodeMcuRowAvx2(EncoderContext& context, const SourceRows& rows) {
   avx2::EncodeBand(context, rows);
 }
 

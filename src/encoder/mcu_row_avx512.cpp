@@ -155,7 +155,7 @@ TKMJPG_LANES_INLINE void StoreLevels(const Register packed[4], CodedBlock* block
 }  // namespace
 }  // namespace avx512
 
-void EncodeMcuRowAvx512(EncoderContext& context, const BandRows& rows) {
+void EncodeMcuRowAvx512(EncoderContext& context, const SourceRows& rows) {
   avx512::EncodeBand(context, rows);
 }
 

@@ -65,7 +65,7 @@ TKMJPG_LANES_INLINE void StoreLevels(const Register packed[4], CodedBlock* block
 }  // namespace
 }  // namespace neon
 
-void EncodeMcuRowNeon(EncoderContext& context, const BandRows& rows) {
+void EncodeMcuRowNeon(EncoderContext& context, const SourceRows& rows) {
   neon::EncodeBand(context, rows);
 }
 

@@ -34,7 +34,7 @@ TKMJPG_LANES_INLINE void StoreLevels(const Register packed[4], CodedBlock* block
 }  // namespace
 }  // namespace sse4
 
-void EncodeMcuRowSse4(EncoderContext& context, const BandRows& rows) {
+void EncodeMcuRowSse4(EncoderContext& context, const SourceRows& rows) {
   sse4::EncodeBand(context, rows);
 }
 
