@@ -1,8 +1,9 @@
 // `tkmjpg configure`, by its options and in a terminal, and `tkmjpg doctor`.
 #include <poll.h>
 #include <pty.h>
-#include <signal.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include "cpu/cpu_rung.h"
 #include "tests/command_runner.h"
