@@ -231,7 +231,7 @@ TEST(FieldFrames, OrderByOptionsAndFieldCode) {
 
 TEST(FieldFrames, ASecondImageInheritsWhatItDoesNotSay) {
   const Bytes flat = Compress(Bytes(kWidth * 8 * 2, 90), {kYuYv, kWidth, 8, kBare, 90});
-  const Bytes a = Image(8, 3), b = Image(8, 4), wanted = Decode(a + b, 16).pixels;
+  const Bytes a = Image(8, 3), b = Image(8, 4);
   const Bytes no_change = {0x28, 0xA0, 0x02, 0x8A, 0x00, 0xFF, 0xD9};  // two MCUs
   const Bytes grey = Head(flat, kEntropy) + no_change;
   const struct {
