@@ -1,19 +1,26 @@
 #!/usr/bin/env bash
-# Builds and tests. usage: ./test.sh [--release] [--asan] [--lint] [--windows] [--processors]
+# Builds and tests. usage: ./test.sh [OPTION...]
 #   --release     the tests (what runs without an option)
 #   --asan        the tests under the address and undefined-behaviour sanitizers
+#   --tsan        the command's threads under the thread sanitizer
 #   --lint        formatting, clang-tidy, ASCII, line lengths
 #   --windows     the Windows library under wine
 #   --processors  the codec on older x86-64 processors and on aarch64, emulated
 set -euo pipefail
 cd "$(dirname "$0")"
 
-usage() { sed -n '2,7s/^# //p' "$0"; }
+usage() { sed -n '2,8s/^# //p' "$0"; }
 
 build_and_test() {
   cmake --preset "$1" >/dev/null
   cmake --build --preset "$1"
   ctest --test-dir "build/$1" --output-on-failure -j "$(nproc)"
+}
+
+test_threads() {
+  cmake --preset tsan >/dev/null
+  cmake --build --preset tsan
+  build/tsan/tests/tkmjpg_pipeline_tests
 }
 
 test_windows() {
@@ -27,7 +34,7 @@ test_windows() {
 [ $# -gt 0 ] || set -- --release
 for option in "$@"; do
   case "$option" in
-    --release | --asan | --lint | --windows | --processors) ;;
+    --release | --asan | --tsan | --lint | --windows | --processors) ;;
     -h | --help) usage; exit 0 ;;
     *) usage >&2; exit 2 ;;
   esac
@@ -36,6 +43,7 @@ scripts/packages.sh
 for option in "$@"; do
   case "$option" in
     --release | --asan) build_and_test "${option#--}" ;;
+    --tsan) test_threads ;;
     --lint) scripts/lint.sh ;;
     --windows) test_windows ;;
     --processors) tests/other_processors.sh ;;

@@ -83,7 +83,7 @@ uint32_t OutputCapacity(const BITMAPINFOHEADER& input) {
   return given != 0 ? std::min(given, planned) : planned;
 }
 
-// The last two arguments of CompressFrame that a host's wishes decide.
+// What the wishes of a host decide: a flag of CompressFrame and its last argument.
 struct Mode {
   bool rate_control;
   int32_t value;  // quality 1 to 100, or the target in bytes
