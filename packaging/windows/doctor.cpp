@@ -112,7 +112,7 @@ void TellSettings() {
   std::snprintf(text.data(), text.size(), "options 0x%08X, default quality %u", stored.options,
                 stored.quality);
   Line("settings", text.data());
-  Line("", "in [TKMJPG] of " + tkmjpg::ProfilePath());
+  Line("", "in win.ini");
 }
 
 }  // namespace

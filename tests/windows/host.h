@@ -41,4 +41,5 @@ void SetProfile(const char* options, const char* quality);
 
 void TestAvi();
 void TestDialog(FARPROC driver);
-void TestSoak(FARPROC driver);
+// Loads and unloads the library itself: nothing else may hold it.
+void TestSoak(const char* path);
