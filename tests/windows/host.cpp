@@ -1,4 +1,6 @@
-// usage: host codec DLL | profile | avi | dialog DLL | soak DLL | registered yes|no
+// usage: host codec DLL | profile | avi | dialog DLL | soak DLL | registered yes|no | pause PROGRAM
+// |
+//             removal COMMAND
 #include "host.h"
 
 #include <cstring>
@@ -151,6 +153,8 @@ int main(int count, char** arguments) {
   if (what == "avi") TestAvi();
   if (what == "dialog") TestDialog(driver());
   if (what == "soak") TestSoak(argument.c_str());
+  if (what == "pause") TestPause(argument.c_str());
+  if (what == "removal") TestRemoval(argument.c_str());
   if (what == "registered") TestRegistered(argument == "yes");
   return Summary(what.c_str());
 }
