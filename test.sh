@@ -16,14 +16,6 @@ build_and_test() {
   ctest --test-dir "build/$1" --output-on-failure -j "$(nproc)"
 }
 
-test_windows() {
-  if [ ! -e packaging/windows/test.sh ]; then
-    echo "test.sh: there is no Windows build yet" >&2
-    exit 1
-  fi
-  packaging/windows/test.sh
-}
-
 [ $# -gt 0 ] || set -- --release
 for option in "$@"; do
   case "$option" in
@@ -37,7 +29,7 @@ for option in "$@"; do
   case "$option" in
     --release | --asan) build_and_test "${option#--}" ;;
     --lint) scripts/lint.sh ;;
-    --windows) test_windows ;;
+    --windows) packaging/windows/test.sh ;;
     --processors) tests/other_processors.sh ;;
   esac
 done
