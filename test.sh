@@ -23,14 +23,6 @@ test_threads() {
   build/tsan/tests/tkmjpg_pipeline_tests
 }
 
-test_windows() {
-  if [ ! -e packaging/windows/test.sh ]; then
-    echo "test.sh: there is no Windows build yet" >&2
-    exit 1
-  fi
-  packaging/windows/test.sh
-}
-
 [ $# -gt 0 ] || set -- --release
 for option in "$@"; do
   case "$option" in
@@ -45,7 +37,7 @@ for option in "$@"; do
     --release | --asan) build_and_test "${option#--}" ;;
     --tsan) test_threads ;;
     --lint) scripts/lint.sh ;;
-    --windows) test_windows ;;
+    --windows) packaging/windows/test.sh ;;
     --processors) tests/other_processors.sh ;;
   esac
 done
