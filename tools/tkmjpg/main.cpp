@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <sstream>
 #include <string>
 
 #include "cpu/cpu_rung.h"
@@ -16,7 +17,10 @@
 #include "tools/tkmjpg/commands/repair_command.h"
 #include "tools/tkmjpg/commands/testcard_command.h"
 #include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/terminal/did_you_mean.h"
 #include "tools/tkmjpg/terminal/interrupt.h"
+#include "tools/tkmjpg/terminal/print.h"
+#include "tools/tkmjpg/terminal/printable.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -40,14 +44,7 @@ void AddGlobalOptions(CLI::App& app) {
       ->type_name("RUNG");
 }
 
-int Report(const std::exception& error, int exit_code) {
-  std::fprintf(stderr, "tkmjpg: %s\n", error.what());
-  return exit_code;
-}
-
-int Run(int argc, char** argv) {
-  CLI::App app{"Motion-JPEG: raw video in and out, exact and fast.", "tkmjpg"};
-  AddGlobalOptions(app);
+void AddCommands(CLI::App& app) {
   AddEncodeCommand(app);
   AddDecodeCommand(app);
   AddCompareCommand(app);
@@ -57,19 +54,39 @@ int Run(int argc, char** argv) {
   AddTestcardCommand(app);
   AddConfigureCommand(app);
   AddDoctorCommand(app);
+}
+
+int Report(const std::string& what, int exit_code) {
+  std::fprintf(stderr, "tkmjpg: %s\n", Printable(what).c_str());
+  return exit_code;
+}
+
+void ParseAndRun(CLI::App& app, int argc, char** argv) {
   try {
     app.parse(argc, argv);
+  } catch (const CLI::Success& help_or_version) {
+    std::ostringstream text;
+    app.exit(help_or_version, text, text);
+    Print("%s", text.str().c_str());
+  }
+  FlushPrinted();
+}
+
+int Run(int argc, char** argv) {
+  CLI::App app{"Motion-JPEG: raw video in and out, exact and fast.", "tkmjpg"};
+  AddGlobalOptions(app);
+  AddCommands(app);
+  try {
+    ParseAndRun(app, argc, argv);
     return Interrupted() ? kInterrupted : 0;
-  } catch (const CLI::Success& success) {
-    return app.exit(success);
   } catch (const CLI::ParseError& error) {
-    return Report(error, kBadUsage);
+    return Report(Explain(app, error), kBadUsage);
   } catch (const UsageError& error) {
-    return Report(error, kBadUsage);
+    return Report(error.what(), kBadUsage);
   } catch (const Interruption& error) {
-    return Report(error, kInterrupted);
+    return Report(error.what(), kInterrupted);
   } catch (const std::exception& error) {
-    return Report(error, kBadInput);
+    return Report(error.what(), kBadInput);
   }
 }
 

@@ -12,6 +12,7 @@
 #include "tools/tkmjpg/commands/yuv_planes.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/open_input.h"
+#include "tools/tkmjpg/terminal/print.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -87,9 +88,9 @@ double MeanSquaredError(const Bytes& a, const Bytes& b) {
 
 double Psnr(double error) { return error == 0 ? HUGE_VAL : 10 * std::log10(255.0 * 255.0 / error); }
 
-void Print(const char* what, const PlaneErrors& errors) {
-  std::printf("%s: Y %.2f  Cb %.2f  Cr %.2f dB\n", what, Psnr(errors[0]), Psnr(errors[1]),
-              Psnr(errors[2]));
+void PrintErrors(const char* what, const PlaneErrors& errors) {
+  Print("%s: Y %.2f  Cb %.2f  Cr %.2f dB\n", what, Psnr(errors[0]), Psnr(errors[1]),
+        Psnr(errors[2]));
 }
 
 class Comparison {
@@ -105,7 +106,7 @@ class Comparison {
       worst_error_ = errors[0];
     }
     if (first_difference_.empty()) FindDifference(a, b, width);
-    if (print) Print(("frame " + std::to_string(frames_)).c_str(), errors);
+    if (print) PrintErrors(("frame " + std::to_string(frames_)).c_str(), errors);
     ++frames_;
   }
 
@@ -114,11 +115,9 @@ class Comparison {
   void Summarise() const {
     PlaneErrors mean = total_;
     for (double& error : mean) error /= static_cast<double>(std::max<int64_t>(frames_, 1));
-    Print((std::to_string(frames_) + (frames_ == 1 ? " frame" : " frames")).c_str(), mean);
-    std::printf("worst frame: %lld, Y %.2f dB\n", static_cast<long long>(worst_),
-                Psnr(worst_error_));
-    std::printf("first difference: %s\n",
-                first_difference_.empty() ? "none" : first_difference_.c_str());
+    PrintErrors((std::to_string(frames_) + (frames_ == 1 ? " frame" : " frames")).c_str(), mean);
+    Print("worst frame: %lld, Y %.2f dB\n", static_cast<long long>(worst_), Psnr(worst_error_));
+    Print("first difference: %s\n", first_difference_.empty() ? "none" : first_difference_.c_str());
   }
 
  private:

@@ -1,9 +1,9 @@
 #include "tools/tkmjpg/commands/configure_command.h"
 
-#include <cstdio>
 #include <memory>
 
 #include "tools/tkmjpg/commands/settings.h"
+#include "tools/tkmjpg/terminal/print.h"
 #include "tools/tkmjpg/terminal/terminal_dialog.h"
 
 namespace tkmjpg::tool {
@@ -22,9 +22,9 @@ struct ConfigureOptions {
 
 void Show() {
   const Settings settings = ReadSettings();
-  std::printf("%-30s %-4d Default quality\n", "quality", settings.quality);
+  Print("%-30s %-4d Default quality\n", "quality", settings.quality);
   for (const Setting& box : settings.boxes) {
-    std::printf("%-30s %-4s %s\n", box.name.c_str(), box.on ? "on" : "off", box.label.c_str());
+    Print("%-30s %-4s %s\n", box.name.c_str(), box.on ? "on" : "off", box.label.c_str());
   }
 }
 

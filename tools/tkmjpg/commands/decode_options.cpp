@@ -8,6 +8,7 @@
 #include "tkmjpg.h"
 #include "tools/tkmjpg/commands/film_input.h"
 #include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/terminal/printable.h"
 #include "tools/tkmjpg/terminal/progress.h"
 
 namespace tkmjpg::tool {
@@ -36,7 +37,8 @@ void ParseFrames(const std::string& text, FilmSettings& settings) {
 
 void Warn(const DecodeOptions& options, const std::string& what) {
   if (options.quiet) return;
-  std::fprintf(stderr, "tkmjpg: %s: warning: %s\n", options.input.c_str(), what.c_str());
+  const std::string text = options.input + ": warning: " + what;
+  std::fprintf(stderr, "tkmjpg: %s\n", Printable(text).c_str());
 }
 
 std::string Counted(int64_t count, const std::string& what) {

@@ -13,6 +13,8 @@
 #include "platform/host_services.h"
 #include "tkmjpg.h"
 #include "tools/tkmjpg/commands/settings.h"
+#include "tools/tkmjpg/terminal/print.h"
+#include "tools/tkmjpg/terminal/printable.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -22,7 +24,7 @@ namespace fs = std::filesystem;
 constexpr char kSharedLibrary[] = "libtkmjpg.so.3";
 
 void Line(const char* what, const std::string& text) {
-  std::printf("%-16s %s\n", what, text.c_str());
+  Print("%-16s %s\n", what, Printable(text).c_str());
 }
 
 std::string Narrow(const WCHAR* wide) {

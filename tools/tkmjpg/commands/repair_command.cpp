@@ -7,6 +7,7 @@
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/open_output.h"
 #include "tools/tkmjpg/streams/stream_repair.h"
+#include "tools/tkmjpg/terminal/printable.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -44,7 +45,7 @@ void Summarise(const RepairOptions& options, const RepairCounts& counts) {
   std::fprintf(stderr,
                "%s: %lld frames; %lld with tables %s, %lld size fields mended, %lld recoded "
                "without loss, %lld completed, %lld dropped\n",
-               options.output.c_str(), static_cast<long long>(counts.frames),
+               Printable(options.output).c_str(), static_cast<long long>(counts.frames),
                static_cast<long long>(counts.tables),
                options.huffman_tables ? "put in" : "taken out",
                static_cast<long long>(counts.sizes), static_cast<long long>(counts.recoded),

@@ -1,0 +1,13 @@
+// Words of the command line that do not exist, and those that were meant.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+namespace tkmjpg::tool {
+
+// What to tell of `error`, in one line: the first word that is no subcommand or no option, with the
+// known one that comes nearest, else what the error says itself.
+std::string Explain(const CLI::App& app, const CLI::ParseError& error);
+
+}  // namespace tkmjpg::tool
