@@ -9,9 +9,11 @@
 #include "tkmjpg.h"
 #include "tools/tkmjpg/commands/film_input.h"
 #include "tools/tkmjpg/commands/frame_decoder.h"
+#include "tools/tkmjpg/commands/stream_options.h"
 #include "tools/tkmjpg/commands/yuv_planes.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/open_input.h"
+#include "tools/tkmjpg/media/picture_files.h"
 #include "tools/tkmjpg/terminal/print.h"
 
 namespace tkmjpg::tool {
@@ -25,12 +27,14 @@ constexpr char kFooter[] =
 // Raw or compressed frames, one after the other.
 class Film {
  public:
-  explicit Film(const std::string& path) : path_(path) {
+  Film(const std::string& path, std::optional<int64_t> start) : path_(path) {
     if (IsStream(path)) {
-      stream_ = std::make_unique<FilmInput>(path, false, 0);
+      stream_ = std::make_unique<FilmInput>(path, StreamOptions{.start = start}, 0);
       stream_->RequireSize();
     } else {
-      frames_ = OpenFrameReader(path, {});
+      InputOptions options;
+      options.start = start;
+      frames_ = OpenFrameReader(path, options);
     }
   }
 
@@ -151,15 +155,30 @@ void CheckSizes(const Film& a, const Film& b) {
                    ", not " + std::to_string(x.width) + "x" + std::to_string(x.height));
 }
 
-void Compare(const std::string& path_a, const std::string& path_b, bool per_frame) {
-  Film a(path_a), b(path_b);
+struct CompareOptions {
+  std::string a, b;
+  bool per_frame = false;
+  std::optional<int64_t> start;
+};
+
+bool IsNumbered(const std::string& path) { return path.find('%') != std::string::npos; }
+
+void Compare(const CompareOptions& options) {
+  const std::string &path_a = options.a, &path_b = options.b;
+  if (options.start && !IsNumbered(path_a) && !IsNumbered(path_b)) {
+    throw UsageError(kStartNeedsNumbers);
+  }
+  const auto start = [&](const std::string& path) {
+    return IsNumbered(path) ? options.start : std::nullopt;
+  };
+  Film a(path_a, start(path_a)), b(path_b, start(path_b));
   CheckSizes(a, b);
   Comparison comparison;
   YuvPlanes planes_a, planes_b;
   for (;;) {
     const bool more_a = a.Read(planes_a), more_b = b.Read(planes_b);
     if (more_a && more_b) {
-      comparison.Add(planes_a, planes_b, a.Format().width, per_frame);
+      comparison.Add(planes_a, planes_b, a.Format().width, options.per_frame);
       continue;
     }
     if (comparison.Frames() > 0) comparison.Summarise();
@@ -172,17 +191,14 @@ void Compare(const std::string& path_a, const std::string& path_b, bool per_fram
 }  // namespace
 
 void AddCompareCommand(CLI::App& app) {
-  struct Options {
-    std::string a, b;
-    bool per_frame = false;
-  };
   CLI::App* command = app.add_subcommand("compare", "PSNR between two films");
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<CompareOptions>();
   command->add_option("A", options->a, "the one to compare with, see below")->required();
   command->add_option("B", options->b, "the one to judge")->required();
   command->add_flag("--per-frame", options->per_frame, "a line for each frame as well");
+  AddStartOption(*command, options->start);
   command->footer(kFooter);
-  command->callback([options] { Compare(options->a, options->b, options->per_frame); });
+  command->callback([options] { Compare(*options); });
 }
 
 }  // namespace tkmjpg::tool

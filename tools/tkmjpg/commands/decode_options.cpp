@@ -84,8 +84,7 @@ void AddDecodeOptions(CLI::App& command, DecodeOptions& o) {
                    "a first image with field code 2 inverts the lines once more");
   command.add_flag("--full-range", o.full_range,
                    "luma in the stream is 0 to 255: RGB is not expanded, Y4M is marked so");
-  command.add_flag("--field-pairs", o.field_pairs,
-                   "in .mjpg two images without field codes make a frame");
+  AddStreamOptions(command, o.stream);
 }
 
 void AddRunOptions(CLI::App& command, DecodeOptions& o) {
@@ -101,7 +100,7 @@ void AddRunOptions(CLI::App& command, DecodeOptions& o) {
 
 void RunDecode(const DecodeOptions& options, const std::string& output, const OpenWriter& open) {
   FilmSettings settings = options.Settings();
-  FilmInput input(options.input, options.field_pairs, settings.flags);
+  FilmInput input(options.input, options.stream, settings.flags);
   input.RequireSize();
   FrameWriter& writer = open(input.Format());
   Progress progress(options.quiet ? Verbosity::kQuiet : Verbosity::kNormal, input.Format(),

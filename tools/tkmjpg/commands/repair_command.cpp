@@ -4,8 +4,10 @@
 #include <memory>
 
 #include "tools/tkmjpg/commands/film_input.h"
+#include "tools/tkmjpg/commands/stream_options.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/open_output.h"
+#include "tools/tkmjpg/media/same_file.h"
 #include "tools/tkmjpg/streams/stream_repair.h"
 #include "tools/tkmjpg/terminal/printable.h"
 
@@ -23,7 +25,7 @@ constexpr char kFooter[] =
 struct RepairOptions {
   std::string input, output;
   bool huffman_tables = true;
-  bool field_pairs = false;
+  StreamOptions stream;
   bool quiet = false;
   bool force = false;
 };
@@ -53,7 +55,8 @@ void Summarise(const RepairOptions& options, const RepairCounts& counts) {
 }
 
 void Repair(const RepairOptions& options) {
-  FilmInput film(options.input, options.field_pairs, 0);
+  RefuseSameFile(options.input, options.output);
+  FilmInput film(options.input, options.stream, 0);
   film.RequireSize();
   const auto writer = OpenStreamWriter(options.output, film.Format(),
                                        options.force ? Overwrite::kReplace : Overwrite::kRefuse);
@@ -92,8 +95,7 @@ void AddRepairCommand(CLI::App& app) {
   command->add_option("OUTPUT", options->output, "what to write, see below")->required();
   command->add_flag("--huffman-tables,!--no-huffman-tables", options->huffman_tables,
                     "put missing standard tables in (if not said), or take standard ones out");
-  command->add_flag("--field-pairs", options->field_pairs,
-                    "in .mjpg two images without field codes make a frame");
+  AddStreamOptions(*command, options->stream);
   command->add_flag("-f,--force", options->force, "replace an output that exists");
   command->add_flag("-q,--quiet", options->quiet, "print nothing but errors");
   command->footer(kFooter);
