@@ -10,8 +10,9 @@ namespace tkmjpg::tool {
 namespace {
 
 constexpr char kFooter[] =
-    "The settings are those that programs find when they open the driver. Storing any of them\n"
-    "stores all, as OK in the dialog does. --reset comes before --set, and --show is last.\n"
+    "The settings are those that programs find when they open the driver; this command's encode\n"
+    "and decode use none of them. Storing any of them stores all, as OK in the dialog does.\n"
+    "--reset comes before --set, and --show is last.\n"
     "\n"
     "Names and values of --set, and what a setting does when it is on:\n";
 

@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
-#include "driver/stored_settings.h"
 #include "tools/tkmjpg/commands/frame_encoder.h"
 #include "tools/tkmjpg/commands/ordered_pipeline.h"
 #include "tools/tkmjpg/commands/stream_options.h"
@@ -51,7 +51,7 @@ constexpr char kFooter[] =
 struct EncodeOptions {
   std::string input, output;
   InputOptions source;
-  int quality = StoredDefaultQuality();
+  int quality = 75;
   std::string target_size, bitrate, fields;
   int mode = 0;
   bool strong = false;
@@ -110,9 +110,9 @@ FrameSettings Settings(const EncodeOptions& options, const VideoFormat& format) 
 // One run of the command.
 class EncodeRun {
  public:
-  explicit EncodeRun(const EncodeOptions& options)
+  EncodeRun(const EncodeOptions& options, std::unique_ptr<FrameReader> reader)
       : options_(options),
-        reader_(OpenFrameReader(options.input, options.source)),
+        reader_(std::move(reader)),
         settings_(Settings(options, reader_->Format())),
         writer_(OpenStreamWriter(options.output, reader_->Format(),
                                  options.force ? Overwrite::kReplace : Overwrite::kRefuse)),
@@ -120,11 +120,9 @@ class EncodeRun {
                   reader_->FrameCount()) {}
 
   void Run() {
-    CatchInterrupts();
     try {
       options_.HasRateControl() ? CodeInSequence() : CodeAtOnce();
-      if (progress_.Frames() == 0) StopIfInterrupted();
-      if (progress_.Frames() == 0) throw InputError(options_.input + ": holds no frame");
+      if (progress_.Frames() == 0) RefuseEmptyFilm();
     } catch (const InputError&) {
       if (options_.keep_going && progress_.Frames() > 0) Finish();
       throw;
@@ -200,6 +198,12 @@ class EncodeRun {
     progress_.Add(frame.stream.size());
   }
 
+  [[noreturn]] void RefuseEmptyFilm() const {
+    if (!Interrupted()) throw InputError(options_.input + ": holds no frame");
+    throw Interruption(options_.output +
+                       ": interrupted before the first frame; nothing was written");
+  }
+
   void Finish() {
     writer_->Finish();
     progress_.Summarise(options_.output);
@@ -221,7 +225,9 @@ void Encode(EncodeOptions options) {
   if (options.fields == "top") options.source.field_order = FieldOrder::kTopFirst;
   if (options.fields == "bottom") options.source.field_order = FieldOrder::kBottomFirst;
   RefuseSameFile(options.input, options.output);
-  EncodeRun(options).Run();
+  auto reader = OpenFrameReader(options.input, options.source);
+  CatchInterrupts();  // before there is an output that would be left unfinished
+  EncodeRun(options, std::move(reader)).Run();
 }
 
 void AddSourceOptions(CLI::App& command, EncodeOptions& o) {
@@ -243,9 +249,7 @@ void AddSourceOptions(CLI::App& command, EncodeOptions& o) {
 }
 
 void AddCodingOptions(CLI::App& command, EncodeOptions& o) {
-  auto* quality = command.add_option("--quality", o.quality,
-                                     "1 (smallest) to 100 (best); if not said, as stored by\n"
-                                     "`tkmjpg configure`");
+  auto* quality = command.add_option("--quality", o.quality, "1 (smallest) to 100 (best)");
   quality->capture_default_str()->check(CLI::Range(1, 100));
   auto* target = command.add_option("--target-size", o.target_size,
                                     "bytes that each frame comes near, as 40000 or 40k");
