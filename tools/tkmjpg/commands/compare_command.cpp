@@ -172,18 +172,18 @@ void Compare(const std::string& path_a, const std::string& path_b, bool per_fram
 
 }  // namespace
 
-void AddCompareCommand(CLI::App& app) {
+void AddCompareCommand(const CommandLine& line) {
   struct Options {
     std::string a, b;
     bool per_frame = false;
   };
-  CLI::App* command = app.add_subcommand("compare", "PSNR between two films");
+  const Command command = line.AddCommand("compare", "PSNR between two films");
   auto options = std::make_shared<Options>();
-  command->add_option("A", options->a, "the one to compare with, see below")->required();
-  command->add_option("B", options->b, "the one to judge")->required();
-  command->add_flag("--per-frame", options->per_frame, "a line for each frame as well");
-  command->footer(kFooter);
-  command->callback([options] { Compare(options->a, options->b, options->per_frame); });
+  command.Add("A", options->a, "the one to compare with, see below").Required();
+  command.Add("B", options->b, "the one to judge").Required();
+  command.AddFlag("--per-frame", options->per_frame, "a line for each frame as well");
+  command.Footer(kFooter);
+  command.Run([options] { Compare(options->a, options->b, options->per_frame); });
 }
 
 }  // namespace tkmjpg::tool

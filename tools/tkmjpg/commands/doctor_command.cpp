@@ -112,10 +112,10 @@ void Doctor() {
 
 }  // namespace
 
-void AddDoctorCommand(CLI::App& app) {
-  CLI::App* command =
-      app.add_subcommand("doctor", "Which library, which instructions, which stored settings");
-  command->callback(Doctor);
+void AddDoctorCommand(const CommandLine& line) {
+  const Command command =
+      line.AddCommand("doctor", "Which library, which instructions, which stored settings");
+  command.Run(Doctor);
 }
 
 }  // namespace tkmjpg::tool

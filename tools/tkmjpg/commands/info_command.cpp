@@ -88,18 +88,17 @@ void PrintInfo(const InfoOptions& options) {
 
 }  // namespace
 
-void AddInfoCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("info", "What a Motion-JPEG file holds");
+void AddInfoCommand(const CommandLine& line) {
+  const Command command = line.AddCommand("info", "What a Motion-JPEG file holds");
   auto options = std::make_shared<InfoOptions>();
-  command->add_option("FILE", options->input, "NAME.avi, NAME.mjpg, NAME.jpg, NAME_%04d.jpg, or -")
-      ->required();
-  command->add_flag("--json", options->json, "for programs");
-  command->add_option("--frame", options->frame, "this one only, with segments and tables")
-      ->check(CLI::NonNegativeNumber);
-  command->add_flag("--field-pairs", options->field_pairs,
-                    "in .mjpg two images without field codes make a frame");
-  command->footer(kFooter);
-  command->callback([options] { PrintInfo(*options); });
+  command.Add("FILE", options->input, "NAME.avi, NAME.mjpg, NAME.jpg, NAME_%04d.jpg, or -")
+      .Required();
+  command.AddFlag("--json", options->json, "for programs");
+  command.Add("--frame", options->frame, "this one only, with segments and tables").NotNegative();
+  command.AddFlag("--field-pairs", options->field_pairs,
+                  "in .mjpg two images without field codes make a frame");
+  command.Footer(kFooter);
+  command.Run([options] { PrintInfo(*options); });
 }
 
 }  // namespace tkmjpg::tool
