@@ -5,6 +5,7 @@
 #include <string>
 
 #include "cpu/cpu_rung.h"
+#include "tkmjpg_version.h"
 #include "tools/tkmjpg/commands/command_line.h"
 #include "tools/tkmjpg/commands/compare_command.h"
 #include "tools/tkmjpg/commands/configure_command.h"

@@ -12,6 +12,7 @@
 #include "driver/stored_settings.h"
 #include "platform/host_services.h"
 #include "tkmjpg.h"
+#include "tkmjpg_version.h"
 #include "tools/tkmjpg/commands/settings.h"
 
 namespace tkmjpg::tool {
@@ -19,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kSharedLibrary[] = "libtkmjpg.so.3";
+constexpr char kSharedLibrary[] = "libtkmjpg.so." TKMJPG_VERSION_MAJOR;
 
 void Line(const char* what, const std::string& text) {
   std::printf("%-16s %s\n", what, text.c_str());
