@@ -9,6 +9,7 @@ if ! scripts/packages.sh packaging/windows/packages.txt; then
 fi
 
 root=$PWD
+version=$(sed -n 's/^project(tkmjpg VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 wine_folder=$root/build/wine
 log=$wine_folder/log
 passed=0
@@ -137,7 +138,7 @@ doctor_says() {
   local widths=1
   [ $bits = 32 ] || widths=2
   [ "$(grep -c "programs *use tkmjpg32.dll" "$log")" -eq $widths ] && [ "$(grep -c \
-    "tkmjpg32.dll, version 3.2.16408" "$log")" -eq $widths ] && grep -q "opened as $bits" "$log"
+    "tkmjpg32.dll, version $version" "$log")" -eq $widths ] && grep -q "opened as $bits" "$log"
 }
 
 test_build() {

@@ -1,12 +1,12 @@
 // tkmjpg: the command. One file a subcommand; this one lists them and turns errors into exit codes.
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
 #include <exception>
-#include <sstream>
 #include <string>
 
 #include "cpu/cpu_rung.h"
+#include "tkmjpg_version.h"
+#include "tools/tkmjpg/commands/command_line.h"
 #include "tools/tkmjpg/commands/compare_command.h"
 #include "tools/tkmjpg/commands/configure_command.h"
 #include "tools/tkmjpg/commands/decode_command.h"
@@ -17,7 +17,6 @@
 #include "tools/tkmjpg/commands/repair_command.h"
 #include "tools/tkmjpg/commands/testcard_command.h"
 #include "tools/tkmjpg/error.h"
-#include "tools/tkmjpg/terminal/did_you_mean.h"
 #include "tools/tkmjpg/terminal/interrupt.h"
 #include "tools/tkmjpg/terminal/print.h"
 #include "tools/tkmjpg/terminal/printable.h"
@@ -35,52 +34,29 @@ void ForceCpu(const std::string& name) {
   if (!ForceCpuRung(*rung)) throw UsageError("--cpu: this processor or build has no " + name);
 }
 
-void AddGlobalOptions(CLI::App& app) {
-  app.require_subcommand(1);
-  app.fallthrough();
-  app.set_version_flag("--version", "tkmjpg " TKMJPG_VERSION);
-  app.add_option_function<std::string>(
-         "--cpu", ForceCpu, "use the instructions of plain, avx2 or avx512 and none above")
-      ->type_name("RUNG");
-}
-
-void AddCommands(CLI::App& app) {
-  AddEncodeCommand(app);
-  AddDecodeCommand(app);
-  AddCompareCommand(app);
-  AddInfoCommand(app);
-  AddMd5Command(app);
-  AddRepairCommand(app);
-  AddTestcardCommand(app);
-  AddConfigureCommand(app);
-  AddDoctorCommand(app);
-}
-
 int Report(const std::string& what, int exit_code) {
   std::fprintf(stderr, "tkmjpg: %s\n", Printable(what).c_str());
   return exit_code;
 }
 
-void ParseAndRun(CLI::App& app, int argc, char** argv) {
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::Success& help_or_version) {
-    std::ostringstream text;
-    app.exit(help_or_version, text, text);
-    Print("%s", text.str().c_str());
-  }
-  FlushPrinted();
-}
-
 int Run(int argc, char** argv) {
-  CLI::App app{"Motion-JPEG: raw video in and out, exact and fast.", "tkmjpg"};
-  AddGlobalOptions(app);
-  AddCommands(app);
+  const CommandLine line("tkmjpg", TKMJPG_VERSION,
+                         "Motion-JPEG: raw video in and out, exact and fast.");
+  line.AddGlobal("--cpu", ForceCpu, "use the instructions of plain, avx2 or avx512 and none above")
+      .ValueName("RUNG");
+  AddEncodeCommand(line);
+  AddDecodeCommand(line);
+  AddCompareCommand(line);
+  AddInfoCommand(line);
+  AddMd5Command(line);
+  AddRepairCommand(line);
+  AddTestcardCommand(line);
+  AddConfigureCommand(line);
+  AddDoctorCommand(line);
   try {
-    ParseAndRun(app, argc, argv);
+    line.Run(argc, argv);
+    FlushPrinted();
     return Interrupted() ? kInterrupted : 0;
-  } catch (const CLI::ParseError& error) {
-    return Report(Explain(app, error), kBadUsage);
   } catch (const UsageError& error) {
     return Report(error.what(), kBadUsage);
   } catch (const Interruption& error) {

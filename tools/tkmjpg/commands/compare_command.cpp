@@ -190,15 +190,15 @@ void Compare(const CompareOptions& options) {
 
 }  // namespace
 
-void AddCompareCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("compare", "PSNR between two films");
+void AddCompareCommand(const CommandLine& line) {
+  const Command command = line.AddCommand("compare", "PSNR between two films");
   auto options = std::make_shared<CompareOptions>();
-  command->add_option("A", options->a, "the one to compare with, see below")->required();
-  command->add_option("B", options->b, "the one to judge")->required();
-  command->add_flag("--per-frame", options->per_frame, "a line for each frame as well");
-  AddStartOption(*command, options->start);
-  command->footer(kFooter);
-  command->callback([options] { Compare(*options); });
+  command.Add("A", options->a, "the one to compare with, see below").Required();
+  command.Add("B", options->b, "the one to judge").Required();
+  command.AddFlag("--per-frame", options->per_frame, "a line for each frame as well");
+  AddStartOption(command, options->start);
+  command.Footer(kFooter);
+  command.Run([options] { Compare(*options); });
 }
 
 }  // namespace tkmjpg::tool

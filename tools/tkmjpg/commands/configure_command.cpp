@@ -41,16 +41,16 @@ void Configure(const ConfigureOptions& options) {
 
 }  // namespace
 
-void AddConfigureCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("configure", "Settings of the driver, in a dialog");
+void AddConfigureCommand(const CommandLine& line) {
+  const Command command = line.AddCommand("configure", "Settings of the driver, in a dialog");
   auto options = std::make_shared<ConfigureOptions>();
-  command->add_flag("--show", options->show, "print the settings");
-  command->add_option("--set", options->change.assignments, "NAME=VALUE; more than once if wanted")
-      ->type_name("NAME=VALUE")
-      ->allow_extra_args(false);
-  command->add_flag("--reset", options->change.reset, "back to the defaults");
-  command->footer(kFooter + SettingNames());
-  command->callback([options] { Configure(*options); });
+  command.AddFlag("--show", options->show, "print the settings");
+  command.Add("--set", options->change.assignments, "NAME=VALUE; more than once if wanted")
+      .ValueName("NAME=VALUE")
+      .OneValueEachTime();
+  command.AddFlag("--reset", options->change.reset, "back to the defaults");
+  command.Footer(kFooter + SettingNames());
+  command.Run([options] { Configure(*options); });
 }
 
 }  // namespace tkmjpg::tool

@@ -1,11 +1,11 @@
 // Options that decode, md5 and compare share.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <functional>
 #include <string>
 
+#include "tools/tkmjpg/commands/command_line.h"
 #include "tools/tkmjpg/commands/decode_film.h"
 #include "tools/tkmjpg/commands/stream_options.h"
 
@@ -28,8 +28,8 @@ struct DecodeOptions {
   FilmSettings Settings() const;  // throws UsageError
 };
 
-void AddDecodeOptions(CLI::App& command, DecodeOptions& options);
-void AddRunOptions(CLI::App& command, DecodeOptions& options);
+void AddDecodeOptions(const Command& command, DecodeOptions& options);
+void AddRunOptions(const Command& command, DecodeOptions& options);
 
 // Decodes `options.input` to the writer that `open` makes, with progress, warnings and summary,
 // and finishes it. The summary names `output`.

@@ -12,6 +12,7 @@
 #include "driver/stored_settings.h"
 #include "platform/host_services.h"
 #include "tkmjpg.h"
+#include "tkmjpg_version.h"
 #include "tools/tkmjpg/commands/settings.h"
 #include "tools/tkmjpg/terminal/print.h"
 #include "tools/tkmjpg/terminal/printable.h"
@@ -21,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kSharedLibrary[] = "libtkmjpg.so.3";
+constexpr char kSharedLibrary[] = "libtkmjpg.so." TKMJPG_VERSION_MAJOR;
 
 void Line(const char* what, const std::string& text) {
   Print("%-16s %s\n", what, Printable(text).c_str());
@@ -114,10 +115,10 @@ void Doctor() {
 
 }  // namespace
 
-void AddDoctorCommand(CLI::App& app) {
-  CLI::App* command =
-      app.add_subcommand("doctor", "Which library, which instructions, which stored settings");
-  command->callback(Doctor);
+void AddDoctorCommand(const CommandLine& line) {
+  const Command command =
+      line.AddCommand("doctor", "Which library, which instructions, which stored settings");
+  command.Run(Doctor);
 }
 
 }  // namespace tkmjpg::tool

@@ -230,63 +230,63 @@ void Encode(EncodeOptions options) {
   EncodeRun(options, std::move(reader)).Run();
 }
 
-void AddSourceOptions(CLI::App& command, EncodeOptions& o) {
-  command.add_option("INPUT", o.input, "what to read, see below")->required();
-  command.add_option("OUTPUT", o.output, "what to write, see below")->required();
-  command.add_option("--size", o.source.size, "the input is raw frames of this size, as 720x576");
-  command.add_option("--layout", o.source.layout,
-                     "of raw frames: YUY2 (if not said), UYVY, VYUY, BGR3, BGR4, BGRA or R555");
-  command.add_option("--rate", o.source.rate,
-                     "frames a second of raw frames and PNG, as 25 (if not said) or 30000/1001");
+void AddSourceOptions(const Command& command, EncodeOptions& o) {
+  command.Add("INPUT", o.input, "what to read, see below").Required();
+  command.Add("OUTPUT", o.output, "what to write, see below").Required();
+  command.Add("--size", o.source.size, "the input is raw frames of this size, as 720x576");
+  command.Add("--layout", o.source.layout,
+              "of raw frames: YUY2 (if not said), UYVY, VYUY, BGR3, BGR4, BGRA or R555");
+  command.Add("--rate", o.source.rate,
+              "frames a second of raw frames and PNG, as 25 (if not said) or 30000/1001");
   AddStartOption(command, o.source.start);
-  auto* fields = command.add_option("--fields", o.fields,
+  const Option fields = command.Add("--fields", o.fields,
                                     "code two fields a frame; which comes first: top or bottom");
-  fields->check(CLI::IsMember({"top", "bottom"}));
-  command.add_flag("--progressive", o.progressive, "code whole frames")->excludes(fields);
-  command.add_flag("--top-image-first", o.top_image_first,
-                   "of two fields, put the top one's image first in the stream");
-  command.add_flag("--alpha", o.source.alpha, "keep the alpha plane, lossless");
+  fields.OneOf({"top", "bottom"});
+  command.AddFlag("--progressive", o.progressive, "code whole frames").Excludes(fields);
+  command.AddFlag("--top-image-first", o.top_image_first,
+                  "of two fields, put the top one's image first in the stream");
+  command.AddFlag("--alpha", o.source.alpha, "keep the alpha plane, lossless");
 }
 
-void AddCodingOptions(CLI::App& command, EncodeOptions& o) {
-  auto* quality = command.add_option("--quality", o.quality, "1 (smallest) to 100 (best)");
-  quality->capture_default_str()->check(CLI::Range(1, 100));
-  auto* target = command.add_option("--target-size", o.target_size,
+void AddCodingOptions(const Command& command, EncodeOptions& o) {
+  const Option quality = command.Add("--quality", o.quality, "1 (smallest) to 100 (best)");
+  quality.ShowDefault().Within(1, 100);
+  const Option target = command.Add("--target-size", o.target_size,
                                     "bytes that each frame comes near, as 40000 or 40k");
-  auto* bitrate =
-      command.add_option("--bitrate", o.bitrate, "bits a second that the film comes near, as 25M");
-  quality->excludes(target)->excludes(bitrate);
-  target->excludes(bitrate);
-  command.add_flag("--strong", o.strong, "code frames again that are far off their size");
+  const Option bitrate =
+      command.Add("--bitrate", o.bitrate, "bits a second that the film comes near, as 25M");
+  quality.Excludes(target).Excludes(bitrate);
+  target.Excludes(bitrate);
+  command.AddFlag("--strong", o.strong, "code frames again that are far off their size");
   command
-      .add_option("--mode", o.mode,
-                  "header style: 0 AVI1 (if not said), 1 short with DC30, 2 short, 3 AVI1 without "
-                  "restart interval, 5 JFIF 1.00, 7 JFIF 1.02; 4 and 6 are as 0")
-      ->check(CLI::Range(0, 7));
-  command.add_flag("--huffman-tables,!--no-huffman-tables", o.huffman_tables,
-                   "write the Huffman tables into each image (if not said), or leave them out");
+      .Add("--mode", o.mode,
+           "header style: 0 AVI1 (if not said), 1 short with DC30, 2 short, 3 AVI1 without "
+           "restart interval, 5 JFIF 1.00, 7 JFIF 1.02; 4 and 6 are as 0")
+      .Within(0, 7);
+  command.AddFlag("--huffman-tables,!--no-huffman-tables", o.huffman_tables,
+                  "write the Huffman tables into each image (if not said), or leave them out");
 }
 
-void AddRunOptions(CLI::App& command, EncodeOptions& o) {
+void AddRunOptions(const Command& command, EncodeOptions& o) {
   o.threads = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMaxThreads);
-  command.add_option("--threads", o.threads, "frames coded at once; the bytes are the same")
-      ->capture_default_str()
-      ->check(CLI::Range(1, kMaxThreads));
-  command.add_flag("--keep-going", o.keep_going, "of a damaged input keep the frames before");
-  command.add_flag("-f,--force", o.force, "replace an output that exists");
-  command.add_flag("-q,--quiet", o.quiet, "print nothing but errors");
+  command.Add("--threads", o.threads, "frames coded at once; the bytes are the same")
+      .ShowDefault()
+      .Within(1, kMaxThreads);
+  command.AddFlag("--keep-going", o.keep_going, "of a damaged input keep the frames before");
+  command.AddFlag("-f,--force", o.force, "replace an output that exists");
+  command.AddFlag("-q,--quiet", o.quiet, "print nothing but errors");
 }
 
 }  // namespace
 
-void AddEncodeCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("encode", "Raw video in, Motion-JPEG out");
+void AddEncodeCommand(const CommandLine& line) {
+  const Command command = line.AddCommand("encode", "Raw video in, Motion-JPEG out");
   auto options = std::make_shared<EncodeOptions>();
-  AddSourceOptions(*command, *options);
-  AddCodingOptions(*command, *options);
-  AddRunOptions(*command, *options);
-  command->footer(kFooter);
-  command->callback([options] { Encode(*options); });
+  AddSourceOptions(command, *options);
+  AddCodingOptions(command, *options);
+  AddRunOptions(command, *options);
+  command.Footer(kFooter);
+  command.Run([options] { Encode(*options); });
 }
 
 }  // namespace tkmjpg::tool

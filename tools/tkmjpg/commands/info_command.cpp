@@ -89,18 +89,17 @@ void PrintInfo(const InfoOptions& options) {
 
 }  // namespace
 
-void AddInfoCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("info", "What a Motion-JPEG file holds");
+void AddInfoCommand(const CommandLine& line) {
+  const Command command = line.AddCommand("info", "What a Motion-JPEG file holds");
   auto options = std::make_shared<InfoOptions>();
-  command->add_option("FILE", options->input, "NAME.avi, NAME.mjpg, NAME.jpg, NAME_%04d.jpg, or -")
-      ->required();
-  command->add_flag("--json", options->json,
-                    "for programs; what is no UTF-8 in a name becomes U+FFFD");
-  command->add_option("--frame", options->frame, "this one only, with segments and tables")
-      ->check(CLI::NonNegativeNumber);
-  AddStreamOptions(*command, options->stream);
-  command->footer(kFooter);
-  command->callback([options] { PrintInfo(*options); });
+  command.Add("FILE", options->input, "NAME.avi, NAME.mjpg, NAME.jpg, NAME_%04d.jpg, or -")
+      .Required();
+  command.AddFlag("--json", options->json,
+                  "for programs; what is no UTF-8 in a name becomes U+FFFD");
+  command.Add("--frame", options->frame, "this one only, with segments and tables").NotNegative();
+  AddStreamOptions(command, options->stream);
+  command.Footer(kFooter);
+  command.Run([options] { PrintInfo(*options); });
 }
 
 }  // namespace tkmjpg::tool

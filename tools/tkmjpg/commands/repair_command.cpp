@@ -87,19 +87,19 @@ void Repair(const RepairOptions& options) {
 
 }  // namespace
 
-void AddRepairCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("repair", "Mend a Motion-JPEG file without recoding");
+void AddRepairCommand(const CommandLine& line) {
+  const Command command = line.AddCommand("repair", "Mend a Motion-JPEG file without recoding");
   auto options = std::make_shared<RepairOptions>();
-  command->add_option("INPUT", options->input, "NAME.avi, NAME.mjpg, NAME.jpg, NAME_%04d.jpg, or -")
-      ->required();
-  command->add_option("OUTPUT", options->output, "what to write, see below")->required();
-  command->add_flag("--huffman-tables,!--no-huffman-tables", options->huffman_tables,
-                    "put missing standard tables in (if not said), or take standard ones out");
-  AddStreamOptions(*command, options->stream);
-  command->add_flag("-f,--force", options->force, "replace an output that exists");
-  command->add_flag("-q,--quiet", options->quiet, "print nothing but errors");
-  command->footer(kFooter);
-  command->callback([options] { Repair(*options); });
+  command.Add("INPUT", options->input, "NAME.avi, NAME.mjpg, NAME.jpg, NAME_%04d.jpg, or -")
+      .Required();
+  command.Add("OUTPUT", options->output, "what to write, see below").Required();
+  command.AddFlag("--huffman-tables,!--no-huffman-tables", options->huffman_tables,
+                  "put missing standard tables in (if not said), or take standard ones out");
+  AddStreamOptions(command, options->stream);
+  command.AddFlag("-f,--force", options->force, "replace an output that exists");
+  command.AddFlag("-q,--quiet", options->quiet, "print nothing but errors");
+  command.Footer(kFooter);
+  command.Run([options] { Repair(*options); });
 }
 
 }  // namespace tkmjpg::tool

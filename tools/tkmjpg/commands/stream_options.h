@@ -1,15 +1,17 @@
 // How streams are opened, as options of the subcommands that read them.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <optional>
 
+#include "tools/tkmjpg/commands/command_line.h"
 #include "tools/tkmjpg/media/open_stream.h"
 
 namespace tkmjpg::tool {
 
 // --start of whatever reads numbered pictures.
-void AddStartOption(CLI::App& command, std::optional<int64_t>& start);
+void AddStartOption(const Command& command, std::optional<int64_t>& start);
 
-void AddStreamOptions(CLI::App& command, StreamOptions& options);
+void AddStreamOptions(const Command& command, StreamOptions& options);
 
 }  // namespace tkmjpg::tool

@@ -1,5 +1,6 @@
 #include "tools/tkmjpg/terminal/did_you_mean.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <numeric>
 #include <string_view>

@@ -1,8 +1,12 @@
 // Words of the command line that do not exist, and those that were meant.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
+
+namespace CLI {
+class App;
+class ParseError;
+}  // namespace CLI
 
 namespace tkmjpg::tool {
 
