@@ -2,7 +2,7 @@
 # Fuzzes under the address and undefined-behaviour sanitizers.
 #   ./fuzz.sh                   lists the targets
 #   ./fuzz.sh TARGET SECONDS    one target (fuzz/TARGET_fuzz.cpp)
-#   ./fuzz.sh --all SECONDS     each of them in turn
+#   ./fuzz.sh --all SECONDS     each of them, as many at once as there are processors
 #   ./fuzz.sh --replay          every target over its corpus in fuzz/corpus, once
 #   ./fuzz.sh --keep            adds to fuzz/corpus what runs have learned and it does not cover
 # What a run learns goes to build/fuzz/corpus, what it finds to build/fuzz/findings.
@@ -22,7 +22,7 @@ build() {
   cmake --build --preset fuzz
 }
 
-# Runs a target with libFuzzer's options behind its name.
+# usage: run TARGET [OPTION OF LIBFUZZER...]
 run() {
   local target=$1
   shift
@@ -54,12 +54,21 @@ keep() {
   du -sh "$seeds"
 }
 
+# usage: at_once FUNCTION [ARGUMENT]: the function for every target, a processor each; what it prints
+# is shown when it ends.
+at_once() {
+  export -f "$1" run
+  printf '%s\n' "${targets[@]}" |
+    xargs -P "$(nproc)" -I '{}' bash -c 'output=$("$1" "$2" "${@:3}" 2>&1)
+      code=$?; echo "$output"; exit $code' at_once "$1" '{}' "${@:2}"
+}
+
 is_number() { [[ $1 =~ ^[1-9][0-9]*$ ]]; }
 
 case "${1:-}" in
   --replay)
     build
-    for target in "${targets[@]}"; do replay "$target"; done
+    at_once replay
     ;;
   --keep)
     build
@@ -68,7 +77,7 @@ case "${1:-}" in
   --all)
     is_number "${2:-}" || { usage >&2; exit 2; }
     build
-    for target in "${targets[@]}"; do fuzz "$target" "$2"; done
+    at_once fuzz "$2"
     ;;
   '' | -h | --help) usage ;;
   *)

@@ -3,6 +3,7 @@
 
 #include "platform/host_services.h"
 #include "tests/driver_host.h"
+#include "tkmjpg_version.h"
 
 namespace {
 
@@ -203,7 +204,7 @@ TEST_F(ConfigureDialog, AboutBox) {
   EXPECT_EQ(driver.Send(ICM_ABOUT, -1), ICERR_OK);
   EXPECT_EQ(message_, "");
   EXPECT_EQ(driver.Send(ICM_ABOUT), ICERR_OK);
-  EXPECT_EQ(message_, "Motion-JPEG |Tarnwick Video V3.2.16408");
+  EXPECT_EQ(message_, "Motion-JPEG |Tarnwick Video V" TKMJPG_VERSION);
 }
 
 }  // namespace

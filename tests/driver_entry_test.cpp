@@ -5,6 +5,7 @@
 
 #include "driver/stored_settings.h"
 #include "tests/driver_host.h"
+#include "tkmjpg_version.h"
 
 namespace {
 
@@ -190,7 +191,7 @@ TEST_F(DriverEntry, AStateChangesTheStateAlone) {
 
 TEST_F(DriverEntry, InformationBlock) {
   ICINFO expected = {568, ICTYPE_VIDEO, kMjpg, 0, 0x34218, 0x104, {}, {}, {}};
-  const std::string name = "Motion-JPEG ", description = "MJPG_Tarnwick Video V3.2.16408",
+  const std::string name = "Motion-JPEG ", description = "MJPG_Tarnwick Video V" TKMJPG_VERSION,
                     file = "tkmjpg32.dll";
   std::copy(name.begin(), name.end(), expected.szName);
   std::copy(description.begin(), description.end(), expected.szDescription);

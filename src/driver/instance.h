@@ -5,11 +5,12 @@
 
 #include "frame/layout.h"
 #include "platform/host_messages.h"
+#include "tkmjpg_version.h"
 
 namespace tkmjpg {
 
 inline constexpr char kCodecName[] = "Motion-JPEG ";  // the blank is part of it
-inline constexpr char kCodecDescription[] = "Tarnwick Video V3.2.16408";
+inline constexpr char kCodecDescription[] = "Tarnwick Video V" TKMJPG_VERSION;
 inline constexpr char kDriverFile[] = "tkmjpg32.dll";
 
 using DriverProcedure = decltype(&DriverProc);

@@ -26,6 +26,7 @@ LD_LIBRARY_PATH=$library_dir "$work/shared"
 echo "pkg-config: shared and static programs run"
 
 cmake -S "$here" -B "$work/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
+  -DTKMJPG_WANTED="$(pkg-config --modversion tkmjpg)" \
   -DCMAKE_C_COMPILER="$cc"
 cmake --build "$work/cmake"
 "$work/cmake/program_tkmjpg"

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <string>
 
+#include "tkmjpg_version.h"
+
 std::vector<uint8_t> Picture(const BITMAPINFOHEADER& format, int number) {
   std::vector<uint8_t> pixels(format.biSizeImage);
   const size_t row = pixels.size() / static_cast<size_t>(std::abs(format.biHeight));
@@ -48,7 +50,8 @@ void TestAnswers(HIC codec) {
   ICINFO info = {};
   Check(ICGetInfo(codec, &info, sizeof info) == sizeof info, "ICGetInfo");
   Check(std::wcscmp(info.szName, L"Motion-JPEG ") == 0, "name");
-  Check(std::wcscmp(info.szDescription, L"MJPG_Tarnwick Video V3.2.16408") == 0, "description");
+  Check(std::wcscmp(info.szDescription, L"MJPG_Tarnwick Video V" TKMJPG_VERSION) == 0,
+        "description");
   Check(info.fccHandler == kMjpg && info.dwFlags == 0xA1, "handler and flags");
   Check(ICQueryConfigure(codec) && ICQueryAbout(codec), "dialog and About box");
 

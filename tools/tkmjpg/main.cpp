@@ -1,11 +1,12 @@
 // tkmjpg: the command. One file a subcommand; this one lists them and turns errors into exit codes.
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <string>
 
 #include "cpu/cpu_rung.h"
+#include "tkmjpg_version.h"
+#include "tools/tkmjpg/commands/command_line.h"
 #include "tools/tkmjpg/commands/compare_command.h"
 #include "tools/tkmjpg/commands/configure_command.h"
 #include "tools/tkmjpg/commands/decode_command.h"
@@ -17,6 +18,8 @@
 #include "tools/tkmjpg/commands/testcard_command.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/terminal/interrupt.h"
+#include "tools/tkmjpg/terminal/print.h"
+#include "tools/tkmjpg/terminal/printable.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -31,45 +34,35 @@ void ForceCpu(const std::string& name) {
   if (!ForceCpuRung(*rung)) throw UsageError("--cpu: this processor or build has no " + name);
 }
 
-void AddGlobalOptions(CLI::App& app) {
-  app.require_subcommand(1);
-  app.fallthrough();
-  app.set_version_flag("--version", "tkmjpg " TKMJPG_VERSION);
-  app.add_option_function<std::string>(
-         "--cpu", ForceCpu, "use the instructions of plain, avx2 or avx512 and none above")
-      ->type_name("RUNG");
-}
-
-int Report(const std::exception& error, int exit_code) {
-  std::fprintf(stderr, "tkmjpg: %s\n", error.what());
+int Report(const std::string& what, int exit_code) {
+  std::fprintf(stderr, "tkmjpg: %s\n", Printable(what).c_str());
   return exit_code;
 }
 
 int Run(int argc, char** argv) {
-  CLI::App app{"Motion-JPEG: raw video in and out, exact and fast.", "tkmjpg"};
-  AddGlobalOptions(app);
-  AddEncodeCommand(app);
-  AddDecodeCommand(app);
-  AddCompareCommand(app);
-  AddInfoCommand(app);
-  AddMd5Command(app);
-  AddRepairCommand(app);
-  AddTestcardCommand(app);
-  AddConfigureCommand(app);
-  AddDoctorCommand(app);
+  const CommandLine line("tkmjpg", TKMJPG_VERSION,
+                         "Motion-JPEG: raw video in and out, exact and fast.");
+  line.AddGlobal("--cpu", ForceCpu, "use the instructions of plain, avx2 or avx512 and none above")
+      .ValueName("RUNG");
+  AddEncodeCommand(line);
+  AddDecodeCommand(line);
+  AddCompareCommand(line);
+  AddInfoCommand(line);
+  AddMd5Command(line);
+  AddRepairCommand(line);
+  AddTestcardCommand(line);
+  AddConfigureCommand(line);
+  AddDoctorCommand(line);
   try {
-    app.parse(argc, argv);
+    line.Run(argc, argv);
+    FlushPrinted();
     return Interrupted() ? kInterrupted : 0;
-  } catch (const CLI::Success& success) {
-    return app.exit(success);
-  } catch (const CLI::ParseError& error) {
-    return Report(error, kBadUsage);
   } catch (const UsageError& error) {
-    return Report(error, kBadUsage);
+    return Report(error.what(), kBadUsage);
   } catch (const Interruption& error) {
-    return Report(error, kInterrupted);
+    return Report(error.what(), kInterrupted);
   } catch (const std::exception& error) {
-    return Report(error, kBadInput);
+    return Report(error.what(), kBadInput);
   }
 }
 

@@ -1,10 +1,10 @@
 // tkmjpg compare: how far two films differ.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "tools/tkmjpg/commands/command_line.h"
 
 namespace tkmjpg::tool {
 
-void AddCompareCommand(CLI::App& app);
+void AddCompareCommand(const CommandLine& line);
 
 }  // namespace tkmjpg::tool

@@ -1,10 +1,10 @@
 // tkmjpg configure: the driver's dialog in a terminal, and for scripts.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "tools/tkmjpg/commands/command_line.h"
 
 namespace tkmjpg::tool {
 
-void AddConfigureCommand(CLI::App& app);
+void AddConfigureCommand(const CommandLine& line);
 
 }  // namespace tkmjpg::tool

@@ -6,6 +6,7 @@
 #include "tools/tkmjpg/commands/md5_command.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/open_frame_output.h"
+#include "tools/tkmjpg/media/same_file.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -25,7 +26,8 @@ constexpr char kFooter[] =
     "decoded\n"
     "too: they are recoded in memory first, without loss.\n"
     "\n"
-    "Frames count from 0 in messages. Exit code: 0 done, 1 bad input, 2 bad usage.";
+    "Frames count from 0 in messages. Exit code: 0 done, 1 bad input or an output that cannot be\n"
+    "written, 2 bad usage.";
 
 struct DecodeCommandOptions : DecodeOptions {
   std::string output;
@@ -41,6 +43,7 @@ void Decode(DecodeCommandOptions options) {
     return;
   }
   if (options.output.empty()) throw UsageError("OUTPUT is required");
+  RefuseSameFile(options.input, options.output);
   options.target.full_range = options.full_range;
   options.target.overwrite = options.force ? Overwrite::kReplace : Overwrite::kRefuse;
   std::unique_ptr<FrameWriter> writer;
@@ -52,21 +55,20 @@ void Decode(DecodeCommandOptions options) {
 
 }  // namespace
 
-void AddDecodeCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("decode", "Motion-JPEG in, raw video out");
+void AddDecodeCommand(const CommandLine& line) {
+  const Command command = line.AddCommand("decode", "Motion-JPEG in, raw video out");
   auto options = std::make_shared<DecodeCommandOptions>();
-  AddDecodeOptions(*command, *options);
-  command->add_option("OUTPUT", options->output, "what to write, see below");
-  command->add_option(
-      "--layout", options->target.layout,
-      "of raw frames and AVI: YuYv (if not said), YUY2, UYVY, BGR3, BGRA, R565, ...");
-  command->add_flag("--alpha", options->target.alpha, "PNG with the alpha plane");
-  command->add_option("--verify", options->verify,
-                      "write nothing; compare with a checksum made by the md5 command");
-  AddRunOptions(*command, *options);
-  command->add_flag("-f,--force", options->force, "replace an output that exists");
-  command->footer(kFooter);
-  command->callback([options] { Decode(*options); });
+  AddDecodeOptions(command, *options);
+  command.Add("OUTPUT", options->output, "what to write, see below");
+  command.Add("--layout", options->target.layout,
+              "of raw frames and AVI: YuYv (if not said), YUY2, UYVY, BGR3, BGRA, R565, ...");
+  command.AddFlag("--alpha", options->target.alpha, "PNG with the alpha plane");
+  command.Add("--verify", options->verify,
+              "write nothing; compare with a checksum made by the md5 command");
+  AddRunOptions(command, *options);
+  command.AddFlag("-f,--force", options->force, "replace an output that exists");
+  command.Footer(kFooter);
+  command.Run([options] { Decode(*options); });
 }
 
 }  // namespace tkmjpg::tool

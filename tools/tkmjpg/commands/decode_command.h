@@ -1,10 +1,10 @@
 // tkmjpg decode: Motion-JPEG in, raw video out.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "tools/tkmjpg/commands/command_line.h"
 
 namespace tkmjpg::tool {
 
-void AddDecodeCommand(CLI::App& app);
+void AddDecodeCommand(const CommandLine& line);
 
 }  // namespace tkmjpg::tool

@@ -8,6 +8,7 @@
 #include "tkmjpg.h"
 #include "tools/tkmjpg/commands/film_input.h"
 #include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/terminal/printable.h"
 #include "tools/tkmjpg/terminal/progress.h"
 
 namespace tkmjpg::tool {
@@ -36,7 +37,8 @@ void ParseFrames(const std::string& text, FilmSettings& settings) {
 
 void Warn(const DecodeOptions& options, const std::string& what) {
   if (options.quiet) return;
-  std::fprintf(stderr, "tkmjpg: %s: warning: %s\n", options.input.c_str(), what.c_str());
+  const std::string text = options.input + ": warning: " + what;
+  std::fprintf(stderr, "tkmjpg: %s\n", Printable(text).c_str());
 }
 
 std::string Counted(int64_t count, const std::string& what) {
@@ -70,36 +72,34 @@ FilmSettings DecodeOptions::Settings() const {
   return settings;
 }
 
-void AddDecodeOptions(CLI::App& command, DecodeOptions& o) {
-  command.add_option("INPUT", o.input, "NAME.avi, NAME.mjpg, NAME.jpg, NAME_%04d.jpg, or -")
-      ->required();
-  command.add_option("--frames", o.frames, "A:B, frame A to frame B, counted from 0; B included");
-  command.add_flag("--one-field", o.one_field, "of a field pair take the first image only");
-  command.add_flag("--smart", o.smart, "a picture made from one field: interpolate, do not double");
-  command.add_flag("--invert-fields", o.invert_fields,
-                   "the first image has the even lines, not the odd ones");
-  command.add_flag("--use-avi1-markers", o.use_avi1_markers,
-                   "a first image with field code 2 inverts the lines once more");
-  command.add_flag("--full-range", o.full_range,
-                   "luma in the stream is 0 to 255: RGB is not expanded, Y4M is marked so");
-  command.add_flag("--field-pairs", o.field_pairs,
-                   "in .mjpg two images without field codes make a frame");
+void AddDecodeOptions(const Command& command, DecodeOptions& o) {
+  command.Add("INPUT", o.input, "NAME.avi, NAME.mjpg, NAME.jpg, NAME_%04d.jpg, or -").Required();
+  command.Add("--frames", o.frames, "A:B, frame A to frame B, counted from 0; B included");
+  command.AddFlag("--one-field", o.one_field, "of a field pair take the first image only");
+  command.AddFlag("--smart", o.smart, "a picture made from one field: interpolate, do not double");
+  command.AddFlag("--invert-fields", o.invert_fields,
+                  "the first image has the even lines, not the odd ones");
+  command.AddFlag("--use-avi1-markers", o.use_avi1_markers,
+                  "a first image with field code 2 inverts the lines once more");
+  command.AddFlag("--full-range", o.full_range,
+                  "luma in the stream is 0 to 255: RGB is not expanded, Y4M is marked so");
+  AddStreamOptions(command, o.stream);
 }
 
-void AddRunOptions(CLI::App& command, DecodeOptions& o) {
+void AddRunOptions(const Command& command, DecodeOptions& o) {
   o.threads = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMaxThreads);
-  command.add_option("--threads", o.threads, "frames decoded at once; the pixels are the same")
-      ->capture_default_str()
-      ->check(CLI::Range(1, kMaxThreads));
-  command.add_flag("--keep-going", o.keep_going,
-                   "where a frame cannot be decoded, repeat the one before it; of a damaged input "
-                   "keep the frames before");
-  command.add_flag("-q,--quiet", o.quiet, "print nothing but errors");
+  command.Add("--threads", o.threads, "frames decoded at once; the pixels are the same")
+      .ShowDefault()
+      .Within(1, kMaxThreads);
+  command.AddFlag("--keep-going", o.keep_going,
+                  "where a frame cannot be decoded, repeat the one before it; of a damaged input "
+                  "keep the frames before");
+  command.AddFlag("-q,--quiet", o.quiet, "print nothing but errors");
 }
 
 void RunDecode(const DecodeOptions& options, const std::string& output, const OpenWriter& open) {
   FilmSettings settings = options.Settings();
-  FilmInput input(options.input, options.field_pairs, settings.flags);
+  FilmInput input(options.input, options.stream, settings.flags);
   input.RequireSize();
   FrameWriter& writer = open(input.Format());
   Progress progress(options.quiet ? Verbosity::kQuiet : Verbosity::kNormal, input.Format(),

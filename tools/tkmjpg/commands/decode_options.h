@@ -1,12 +1,13 @@
 // Options that decode, md5 and compare share.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <functional>
 #include <string>
 
+#include "tools/tkmjpg/commands/command_line.h"
 #include "tools/tkmjpg/commands/decode_film.h"
+#include "tools/tkmjpg/commands/stream_options.h"
 
 namespace tkmjpg::tool {
 
@@ -18,7 +19,7 @@ struct DecodeOptions {
   bool invert_fields = false;
   bool use_avi1_markers = false;
   bool full_range = false;
-  bool field_pairs = false;
+  StreamOptions stream;
   bool keep_going = false;
   bool quiet = false;
   int threads = 1;
@@ -27,8 +28,8 @@ struct DecodeOptions {
   FilmSettings Settings() const;  // throws UsageError
 };
 
-void AddDecodeOptions(CLI::App& command, DecodeOptions& options);
-void AddRunOptions(CLI::App& command, DecodeOptions& options);
+void AddDecodeOptions(const Command& command, DecodeOptions& options);
+void AddRunOptions(const Command& command, DecodeOptions& options);
 
 // Decodes `options.input` to the writer that `open` makes, with progress, warnings and summary,
 // and finishes it. The summary names `output`.

@@ -12,17 +12,20 @@
 #include "driver/stored_settings.h"
 #include "platform/host_services.h"
 #include "tkmjpg.h"
+#include "tkmjpg_version.h"
 #include "tools/tkmjpg/commands/settings.h"
+#include "tools/tkmjpg/terminal/print.h"
+#include "tools/tkmjpg/terminal/printable.h"
 
 namespace tkmjpg::tool {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kSharedLibrary[] = "libtkmjpg.so.3";
+constexpr char kSharedLibrary[] = "libtkmjpg.so." TKMJPG_VERSION_MAJOR;
 
 void Line(const char* what, const std::string& text) {
-  std::printf("%-16s %s\n", what, text.c_str());
+  Print("%-16s %s\n", what, Printable(text).c_str());
 }
 
 std::string Narrow(const WCHAR* wide) {
@@ -112,10 +115,10 @@ void Doctor() {
 
 }  // namespace
 
-void AddDoctorCommand(CLI::App& app) {
-  CLI::App* command =
-      app.add_subcommand("doctor", "Which library, which instructions, which stored settings");
-  command->callback(Doctor);
+void AddDoctorCommand(const CommandLine& line) {
+  const Command command =
+      line.AddCommand("doctor", "Which library, which instructions, which stored settings");
+  command.Run(Doctor);
 }
 
 }  // namespace tkmjpg::tool

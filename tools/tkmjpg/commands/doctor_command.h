@@ -1,10 +1,10 @@
 // tkmjpg doctor: what a user whose host does not find the codec wants to know.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "tools/tkmjpg/commands/command_line.h"
 
 namespace tkmjpg::tool {
 
-void AddDoctorCommand(CLI::App& app);
+void AddDoctorCommand(const CommandLine& line);
 
 }  // namespace tkmjpg::tool

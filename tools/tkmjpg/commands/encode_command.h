@@ -1,10 +1,10 @@
 // tkmjpg encode: raw video in, Motion-JPEG out.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "tools/tkmjpg/commands/command_line.h"
 
 namespace tkmjpg::tool {
 
-void AddEncodeCommand(CLI::App& app);
+void AddEncodeCommand(const CommandLine& line);
 
 }  // namespace tkmjpg::tool

@@ -1,10 +1,10 @@
 // tkmjpg info: what a compressed film holds.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "tools/tkmjpg/commands/command_line.h"
 
 namespace tkmjpg::tool {
 
-void AddInfoCommand(CLI::App& app);
+void AddInfoCommand(const CommandLine& line);
 
 }  // namespace tkmjpg::tool

@@ -1,12 +1,12 @@
 #include "tools/tkmjpg/commands/md5_command.h"
 
 #include <cctype>
-#include <cstdio>
 #include <memory>
 
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/md5_writer.h"
 #include "tools/tkmjpg/media/open_frame_output.h"
+#include "tools/tkmjpg/terminal/print.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -33,7 +33,7 @@ std::string LowerCase(std::string text) {
 
 void PrintOrVerify(const Md5Options& options) {
   if (!options.verify.empty()) return VerifyMd5(options, options.layout, options.verify);
-  std::printf("%s\n", DigestOf(options, options.layout).c_str());
+  Print("%s\n", DigestOf(options, options.layout).c_str());
 }
 
 }  // namespace
@@ -48,15 +48,15 @@ void VerifyMd5(const DecodeOptions& options, const std::string& layout, const st
   }
 }
 
-void AddMd5Command(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("md5", "Checksum of the decoded frames");
+void AddMd5Command(const CommandLine& line) {
+  const Command command = line.AddCommand("md5", "Checksum of the decoded frames");
   auto options = std::make_shared<Md5Options>();
-  AddDecodeOptions(*command, *options);
-  command->add_option("--layout", options->layout, "of the frames: YuYv (if not said), YUY2, ...");
-  command->add_option("--verify", options->verify, "print nothing; exit 1 if it is another one");
-  AddRunOptions(*command, *options);
-  command->footer(kFooter);
-  command->callback([options] { PrintOrVerify(*options); });
+  AddDecodeOptions(command, *options);
+  command.Add("--layout", options->layout, "of the frames: YuYv (if not said), YUY2, ...");
+  command.Add("--verify", options->verify, "print nothing; exit 1 if it is another one");
+  AddRunOptions(command, *options);
+  command.Footer(kFooter);
+  command.Run([options] { PrintOrVerify(*options); });
 }
 
 }  // namespace tkmjpg::tool

@@ -1,10 +1,10 @@
 // tkmjpg repair: a film made fit for other readers, without recoding.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "tools/tkmjpg/commands/command_line.h"
 
 namespace tkmjpg::tool {
 
-void AddRepairCommand(CLI::App& app);
+void AddRepairCommand(const CommandLine& line);
 
 }  // namespace tkmjpg::tool

@@ -46,15 +46,15 @@ void WriteCard(const TestcardOptions& options) {
 
 }  // namespace
 
-void AddTestcardCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("testcard", "The moving test picture as PNG");
+void AddTestcardCommand(const CommandLine& line) {
+  const Command command = line.AddCommand("testcard", "The moving test picture as PNG");
   auto options = std::make_shared<TestcardOptions>();
-  command->add_option("CARD", options->card, "WxH@RATE or WxH@RATE:FRAMES")->required();
-  command->add_option("OUTPUT", options->output, "NAME.png or NAME_%04d.png")->required();
-  command->add_option("--frame", options->frame, "of NAME.png; frames count from 0");
-  command->add_flag("-f,--force", options->force, "replace an output that exists");
-  command->footer(kFooter);
-  command->callback([options] { WriteCard(*options); });
+  command.Add("CARD", options->card, "WxH@RATE or WxH@RATE:FRAMES").Required();
+  command.Add("OUTPUT", options->output, "NAME.png or NAME_%04d.png").Required();
+  command.Add("--frame", options->frame, "of NAME.png; frames count from 0");
+  command.AddFlag("-f,--force", options->force, "replace an output that exists");
+  command.Footer(kFooter);
+  command.Run([options] { WriteCard(*options); });
 }
 
 }  // namespace tkmjpg::tool

@@ -1,10 +1,10 @@
 // tkmjpg testcard: frames of the moving test picture as pictures.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "tools/tkmjpg/commands/command_line.h"
 
 namespace tkmjpg::tool {
 
-void AddTestcardCommand(CLI::App& app);
+void AddTestcardCommand(const CommandLine& line);
 
 }  // namespace tkmjpg::tool
