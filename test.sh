@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
-# Builds and tests. usage: ./test.sh [--release] [--asan] [--lint] [--windows] [--processors]
+# Builds and tests. usage: ./test.sh [OPTION...]
 #   --release     the tests (what runs without an option)
 #   --asan        the tests under the address and undefined-behaviour sanitizers
 #   --lint        formatting, clang-tidy, ASCII, line lengths
+#   --coverage    how many lines of src/ the tests run
 #   --windows     the Windows library under wine
 #   --processors  the codec on older x86-64 processors and on aarch64, emulated
 set -euo pipefail
 cd "$(dirname "$0")"
 
-usage() { sed -n '2,7s/^# //p' "$0"; }
+usage() { sed -n '2,8s/^# //p' "$0"; }
 
 build_and_test() {
   cmake --preset "$1" >/dev/null
@@ -27,7 +28,7 @@ test_windows() {
 [ $# -gt 0 ] || set -- --release
 for option in "$@"; do
   case "$option" in
-    --release | --asan | --lint | --windows | --processors) ;;
+    --release | --asan | --lint | --coverage | --windows | --processors) ;;
     -h | --help) usage; exit 0 ;;
     *) usage >&2; exit 2 ;;
   esac
@@ -37,6 +38,7 @@ for option in "$@"; do
   case "$option" in
     --release | --asan) build_and_test "${option#--}" ;;
     --lint) scripts/lint.sh ;;
+    --coverage) scripts/coverage.sh ;;
     --windows) test_windows ;;
     --processors) tests/other_processors.sh ;;
   esac
