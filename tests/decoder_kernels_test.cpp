@@ -64,7 +64,8 @@ CodedBands MakeBands(const RowCase& c) {
     }
   }
   FlushBits(context.output);
-  bands.data = Head(bands.data, context.output.output_position) + Bytes{0xFF, 0xD9};
+  bands.data =
+      Head(bands.data, static_cast<size_t>(context.output.output_position)) + Bytes{0xFF, 0xD9};
   for (QuantValues& table : bands.dequant) {
     // 16 x the quantisation values; wild ones make all products wrap.
     const uint32_t limit = c.spectrum == Spectrum::kWild ? 256 : 40;

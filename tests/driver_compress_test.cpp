@@ -189,7 +189,7 @@ TEST_F(CompressMessages, AFrameWithoutWhatItNeedsIsRefusedWholeWhileOthersTellTh
   ICSETSTATUSPROC status = {};
   status.lParam = 4711;
   status.Status = [](LPARAM parameter, UINT message, LONG l) -> LONG {
-    calls.insert(calls.end(), {parameter, message, l});
+    calls.insert(calls.end(), {parameter, static_cast<intptr_t>(message), l});
     return 1;
   };
   ASSERT_EQ(driver_.Send(ICM_SET_STATUS_PROC, &status, sizeof status), ICERR_OK);

@@ -101,7 +101,8 @@ TEST(HuffmanCoder, RestartsFallAnywhereInTheRows) {
     EncodeMcuRow(context, rows);
     EncodeMcuRow(context, rows);
     FlushBits(context.output);
-    EXPECT_EQ(Head(bytes, context.output.output_position), wanted) << interval;
+    const auto size = static_cast<size_t>(context.output.output_position);
+    EXPECT_EQ(Head(bytes, size), wanted) << interval;
   }
 }
 

@@ -86,7 +86,8 @@ RowResult EncodeRow(CpuRung rung, const RowCase& c, const Lines& lines, uint32_t
   for (size_t r = 0; r < 8; ++r) rows[r] = lines[r]->data();
   context.encode_mcu_row(context, rows);
   const EntropyOutput& end = context.output;
-  return {Head(output.Bytes(), std::min<uint64_t>(end.output_position, room)), end.output_position,
+  const auto stored = static_cast<size_t>(std::min<uint64_t>(end.output_position, room));
+  return {Head(output.Bytes(), stored), end.output_position,
           end.bit_accumulator & ((1U << end.bit_count) - 1), end.bit_count, context.last_dc};
 }
 

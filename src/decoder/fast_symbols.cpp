@@ -14,17 +14,17 @@ namespace {
 #include "decoder/bits_to_coefficients.inc"
 
 struct Code {
-  uint8_t length = 0;  // 0: no code of up to kWindowBits bits
+  uint8_t length = 0;  // 0: no code of up to kAcBits bits
   uint8_t value = 0;
 };
-using CodeTable = std::array<Code, 1 << kWindowBits>;
+using CodeTable = std::array<Code, 1 << kAcBits>;
 
 template <int N>
 constexpr CodeTable MakeCodes(const HuffmanSpec<N>& huffman) {
   CodeTable table{};
   ForEachHuffmanCode(huffman, [&](uint32_t code, uint32_t length, uint8_t value) {
-    if (length > uint32_t{kWindowBits}) return;
-    const uint32_t span = 1U << (kWindowBits - length);
+    if (length > uint32_t{kAcBits}) return;
+    const uint32_t span = 1U << (kAcBits - length);
     for (uint32_t i = 0; i < span; ++i) {
       table[code * span + i] = {static_cast<uint8_t>(length), value};
     }
@@ -32,88 +32,70 @@ constexpr CodeTable MakeCodes(const HuffmanSpec<N>& huffman) {
   return table;
 }
 
+// EXTEND of ITU T.81 F.2.2.1.
+constexpr int Extend(uint32_t amplitude, uint32_t size) {
+  const auto value = static_cast<int>(amplitude);
+  return size == 0 || amplitude >> (size - 1) != 0 ? value : value - (1 << size) + 1;
+}
+
 // One symbol at the start of `string`, of whose bits the first `known` count.
 struct Symbol {
-  bool resolved = false;  // the sign, too, is known
-  uint32_t bits = 0;
-  uint32_t unknown_bits = 0;  // of its amplitude
-  uint32_t size = 0, run = 0;
-  int value = 0;  // with zeros in place of unknown bits
+  bool resolved = false;
+  uint32_t bits = 0, run = 0;
+  int value = 0;
   bool end = false;
 };
 
-constexpr Symbol ReadSymbol(const CodeTable& codes, uint32_t string, uint32_t known, bool ac) {
-  constexpr uint32_t kMostAdded = 7;
+constexpr Symbol ReadSymbol(const CodeTable& codes, uint32_t string, uint32_t known) {
   const Code code = codes[string];
-  Symbol symbol;
-  symbol.size = code.value & 15;
-  symbol.bits = code.length + symbol.size;
-  if (code.length == 0 || code.length + (symbol.size != 0 ? 1U : 0U) > known) return symbol;
-  symbol.unknown_bits = symbol.bits > known ? symbol.bits - known : 0;
-  if (symbol.unknown_bits != 0 && symbol.size > kMostAdded) return symbol;
-  symbol.resolved = true;
-  symbol.run = code.value >> 4;
-  symbol.end = ac && code.value == 0;
-  if (symbol.size == 0) return symbol;
-  const bool negative = (string << code.length >> (kWindowBits - 1) & 1) == 0;
-  if (symbol.unknown_bits == 0) {
-    const auto amplitude =
-        static_cast<int>(string >> (kWindowBits - symbol.bits) & ((1U << symbol.size) - 1));
-    symbol.value = amplitude - (negative ? (1 << symbol.size) - 1 : 0);
-  } else {
-    symbol.value = negative ? -((1 << symbol.size) - 1) : 0;
+  const uint32_t size = code.value & 15, bits = code.length + size;
+  if (code.length == 0 || bits > known) return {};
+  const uint32_t amplitude = string >> (kAcBits - bits) & ((1U << size) - 1);
+  return {true, bits, uint32_t{code.value} >> 4, Extend(amplitude, size), code.value == 0};
+}
+
+constexpr AcEntry Resolve(const CodeTable& codes, uint32_t string) {
+  constexpr uint32_t kMask = (1U << kAcBits) - 1;
+  const Symbol first = ReadSymbol(codes, string, kAcBits);
+  if (!first.resolved) {
+    const Code code = codes[string];
+    const uint32_t size = code.value & 15;
+    return {code.length + size,     false, uint32_t{code.value} >> 4, AcEntry::kNothing,
+            static_cast<int>(size), 0};
   }
-  return symbol;
-}
-
-constexpr bool Fits(int value, int bits) {
-  return value >= -(1 << (bits - 1)) && value < 1 << (bits - 1);
-}
-
-constexpr uint32_t AddedBits(const Symbol& symbol) {
-  return symbol.unknown_bits != 0 ? symbol.size : 0;
-}
-
-// Up to two coefficients, and the end.
-constexpr SymbolEntry Resolve(const CodeTable& first_codes, bool first_is_ac,
-                              const CodeTable& ac_codes, uint32_t string) {
-  constexpr uint32_t kMask = (1U << kWindowBits) - 1;
-  const Symbol first = ReadSymbol(first_codes, string, kWindowBits, first_is_ac);
-  if (!first.resolved || !Fits(first.value, 8)) return {};
-  if (first.end) return {first.bits, 0, 0, 0, true, 0, 0};
-  const SymbolEntry alone = {first.bits, AddedBits(first), first.run, first.run, false,
-                             0,          first.value};
-  if (first.unknown_bits != 0) return alone;
-  const Symbol second =
-      ReadSymbol(ac_codes, string << first.bits & kMask, kWindowBits - first.bits, true);
-  if (!second.resolved) return alone;
-  if (second.end) {
-    return {first.bits + second.bits, 0, first.run, first.run, true, 0, first.value};
+  if (first.end) return {first.bits, true, 0, 1, 0, 0};
+  const Symbol second = ReadSymbol(codes, string << first.bits & kMask, kAcBits - first.bits);
+  if (!second.resolved || second.end) {
+    return {
+        first.bits + second.bits, second.end, first.run, first.run + 1, first.value, first.value};
   }
-  const uint32_t last = first.run + 1 + second.run;
-  if (!Fits(first.value, 6) || last > 15 || !Fits(second.value, 8)) return alone;
   const uint32_t bits = first.bits + second.bits;
-  const bool whole = second.unknown_bits == 0;
-  const Symbol third =
-      whole ? ReadSymbol(ac_codes, string << bits & kMask, kWindowBits - bits, true) : Symbol();
+  const Symbol third = ReadSymbol(codes, string << bits & kMask, kAcBits - bits);
   const bool end = third.resolved && third.end;
-  return {bits + (end ? third.bits : 0),
-          AddedBits(second),
-          first.run,
-          last,
-          end,
-          first.value,
-          second.value};
+  return {bits + (end ? third.bits : 0), end,         first.run,
+          first.run + second.run + 2,    first.value, second.value};
 }
 
-template <int N, int M>
-constexpr SymbolTable MakeTable(const HuffmanSpec<N>& first, bool first_is_ac,
-                                const HuffmanSpec<M>& ac) {
-  const CodeTable first_codes = MakeCodes(first), ac_codes = MakeCodes(ac);
-  SymbolTable table{};
-  for (uint32_t string = 0; string < table.size(); ++string) {
-    table[string] = Resolve(first_codes, first_is_ac, ac_codes, string);
-  }
+template <int N>
+constexpr AcTable MakeAcTable(const HuffmanSpec<N>& huffman) {
+  const CodeTable codes = MakeCodes(huffman);
+  AcTable table{};
+  for (uint32_t string = 0; string < table.size(); ++string) table[string] = Resolve(codes, string);
+  return table;
+}
+
+template <int N>
+constexpr DcTable MakeDcTable(const HuffmanSpec<N>& huffman) {
+  DcTable table{};
+  ForEachHuffmanCode(huffman, [&](uint32_t code, uint32_t length, uint8_t size) {
+    const uint32_t bits = length + size;
+    if (bits > kDcBits) return;
+    const uint32_t span = 1U << (kDcBits - bits);
+    for (uint32_t amplitude = 0; amplitude < 1U << size; ++amplitude) {
+      const DcEntry entry(bits, Extend(amplitude, size));
+      for (uint32_t i = 0; i < span; ++i) table[(code << size | amplitude) * span + i] = entry;
+    }
+  });
   return table;
 }
 
@@ -141,7 +123,7 @@ int16_t TakeValue(BitWindow& w, const LookupEntry& entry) {
   uint32_t index = entry.value_index;
   if (entry.extra != 0) {
     Refill(w);
-    index += Peek(w, entry.extra);
+    index += static_cast<uint32_t>(Peek(w, entry.extra));
     Consume(w, entry.extra);
   }
   return kCoefficientValues[index];
@@ -149,10 +131,10 @@ int16_t TakeValue(BitWindow& w, const LookupEntry& entry) {
 
 }  // namespace
 
-alignas(64) constexpr std::array<SymbolTable, 2> kDcSymbols = {
-    MakeTable(kDcLumaSpec, false, kAcLumaSpec), MakeTable(kDcChromaSpec, false, kAcChromaSpec)};
-alignas(64) constexpr std::array<SymbolTable, 2> kAcSymbols = {
-    MakeTable(kAcLumaSpec, true, kAcLumaSpec), MakeTable(kAcChromaSpec, true, kAcChromaSpec)};
+alignas(64) constexpr std::array<AcTable, 2> kAcEntries = {MakeAcTable(kAcLumaSpec),
+                                                           MakeAcTable(kAcChromaSpec)};
+alignas(64) constexpr std::array<DcTable, 2> kDcEntries = {MakeDcTable(kDcLumaSpec),
+                                                           MakeDcTable(kDcChromaSpec)};
 
 LongSymbol TakeLongDc(BitWindow w, bool chroma) {
   const LookupEntry entry = LookUpPlain(w, chroma ? kDcChromaLookup : kDcLumaLookup, kDcLevels);

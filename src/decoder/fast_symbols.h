@@ -10,41 +10,59 @@
 
 namespace tkmjpg {
 
-// What kWindowBits bits resolve to: a first and a last coefficient, which may be the same one.
-//   0-5    bits to consume; 0: nothing is resolved (then the block ends, too)
-//   6-8    how many of the last consumed bits are to be added to the last coefficient
-//   9-12   zeros before the first coefficient
-//   13-16  positions from the next one to that of the last coefficient
-//   17     the block ends after it
-//   18-23  first coefficient
-//   24-31  last coefficient, without the bits to add
-class SymbolEntry {
+inline constexpr int kAcBits = 12, kDcBits = 10;
+
+// What kAcBits bits resolve to: a first and a last coefficient, which may be the same one.
+//   0-5    bits to consume
+//   6      the block ends after it
+//   8-11   zeros before the first coefficient
+//   12-17  positions covered, the last coefficient being at the last of them; kNothing when the
+//          bits resolve to no coefficient: that is past the end from any position
+//   18-24  first coefficient
+//   25-31  last coefficient
+// Where they hold a whole code but not its amplitude: bits 0 to 5 and 8 to 11 as above, for that
+// coefficient, and in bits 18 to 21 the size of the amplitude, else 0.
+class AcEntry {
  public:
-  constexpr SymbolEntry() = default;
-  constexpr SymbolEntry(uint32_t bits, uint32_t added_bits, uint32_t run, uint32_t last, bool end,
-                        int first_value, int last_value)
-      : word_(bits | added_bits << 6 | run << 9 | last << 13 | (end ? 1U << 17 : 0) |
-              (static_cast<uint32_t>(first_value) & 0x3F) << 18 |
-              static_cast<uint32_t>(last_value) << 24) {}
-  constexpr bool Resolves() const { return (word_ & 63) != 0; }
-  // The bits to consume, to be taken modulo 64: as it is for a shift.
-  constexpr uint32_t BitsModulo64() const { return word_; }
-  constexpr uint32_t AddedBits() const { return word_ >> 6 & 7; }
-  constexpr uint32_t Run() const { return word_ >> 9 & 15; }
-  constexpr uint32_t Last() const { return word_ >> 13 & 15; }
-  constexpr bool Ends() const { return (word_ >> 17 & 1) != 0; }
-  constexpr int32_t FirstValue() const { return static_cast<int32_t>(word_ << 8) >> 26; }
-  constexpr int32_t LastValue() const { return static_cast<int32_t>(word_) >> 24; }
+  static constexpr uint32_t kNothing = 63;
+
+  constexpr AcEntry() = default;
+  constexpr AcEntry(uint32_t bits, bool end, uint32_t run, uint32_t covered, int first, int last)
+      : word_(bits | (end ? 1U << 6 : 0) | run << 8 | covered << 12 |
+              (static_cast<uint32_t>(first) & 0x7F) << 18 | static_cast<uint32_t>(last) << 25) {}
+  constexpr uint32_t Bits() const { return word_ & 63; }
+  constexpr uint32_t BitsModulo64() const { return word_; }  // as it is for a shift
+  constexpr bool Ends() const { return (word_ & 1U << 6) != 0; }
+  constexpr uint32_t Run() const { return word_ >> 8 & 15; }
+  constexpr uint32_t Covered() const { return word_ >> 12 & 63; }
+  constexpr uint32_t AmplitudeBits() const { return word_ >> 18 & 15; }
+  constexpr int32_t First() const { return static_cast<int32_t>(word_ << 7) >> 25; }
+  constexpr int32_t Last() const { return static_cast<int32_t>(word_) >> 25; }
 
  private:
-  uint32_t word_ = 1U << 17;
+  uint32_t word_ = 0;
 };
 
-inline constexpr int kWindowBits = 11;
-using SymbolTable = std::array<SymbolEntry, 1 << kWindowBits>;
-// By luma, chroma. A DC table's first coefficient is the difference; AC ones may follow it.
+// A DC difference and the bits to consume; 0 bits when kDcBits bits do not resolve it.
+class DcEntry {
+ public:
+  constexpr DcEntry() = default;
+  constexpr DcEntry(uint32_t bits, int difference)
+      : word_(difference * 256 + static_cast<int32_t>(bits)) {}
+  constexpr uint32_t BitsModulo64() const { return static_cast<uint32_t>(word_); }
+  constexpr bool Resolves() const { return word_ != 0; }
+  constexpr int32_t Difference() const { return word_ >> 8; }
+
+ private:
+  int32_t word_ = 0;
+};
+
+using AcTable = std::array<AcEntry, 1 << kAcBits>;
+using DcTable = std::array<DcEntry, 1 << kDcBits>;
+// By luma, chroma.
 #pragma GCC visibility push(hidden)
-extern const std::array<SymbolTable, 2> kDcSymbols, kAcSymbols;
+extern const std::array<AcTable, 2> kAcEntries;
+extern const std::array<DcTable, 2> kDcEntries;
 #pragma GCC visibility pop
 
 // Zig-zag position to word of an MCU's block.
@@ -61,9 +79,7 @@ alignas(64) inline constexpr std::array<uint8_t, 64> kMcuOrder = MakeMcuOrder();
 struct BitWindow {
   using Word = size_t;
   static constexpr uint32_t kWordBits = 8 * sizeof(Word);
-  // Look-ups that one refill is enough for: each takes at most 17 bits, a code of ten and an
-  // amplitude of seven.
-  static constexpr int kLookUps = (kWordBits - 8) / 17;
+  static constexpr int kLookUps = (kWordBits - 8) / kAcBits;  // that one refill is enough for
 
   Word bits;
   Word count;  // how many of them count, modulo kWordBits

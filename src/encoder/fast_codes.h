@@ -24,12 +24,16 @@ class CodeEntry {
   uint32_t word_ = 0;
 };
 
-// By run << 4 | size: the code alone. Size 0 is EOB with run 0, ZRL with run 15.
+// By run << 4 | size: the code and zeros for an amplitude. Size 0 is EOB with run 0, ZRL with run
+// 15.
 using SizeTable = std::array<CodeEntry, 256>;
 
 constexpr SizeTable MakeSizeTable(const HuffmanCodeTable& codes) {
   SizeTable table{};
-  for (uint32_t i = 0; i < 256; ++i) table[i] = CodeEntry(codes[i] >> 8, codes[i] & 0xFF);
+  for (uint32_t i = 0; i < 256; ++i) {
+    const uint32_t size = i & 15;
+    if (codes[i] != 0) table[i] = CodeEntry(codes[i] >> 8 << size, (codes[i] & 0xFF) + size);
+  }
   return table;
 }
 
