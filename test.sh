@@ -2,14 +2,15 @@
 # Builds and tests. usage: ./test.sh [OPTION...]
 #   --release     the tests (what runs without an option)
 #   --asan        the tests under the address and undefined-behaviour sanitizers
+#   --tsan        the command's threads under the thread sanitizer
 #   --lint        formatting, clang-tidy, ASCII, line lengths
 #   --coverage    how many lines of src/ the tests run
 #   --windows     the Windows library under wine
-#   --processors  the codec on older x86-64 processors and on aarch64, emulated
+#   --processors  the codec on older x86-64 processors, on 32-bit x86 and on ARM
 set -euo pipefail
 cd "$(dirname "$0")"
 
-usage() { sed -n '2,8s/^# //p' "$0"; }
+usage() { sed -n '2,/^[^#]/s/^# //p' "$0"; }
 
 build_and_test() {
   cmake --preset "$1" >/dev/null
@@ -17,18 +18,16 @@ build_and_test() {
   ctest --test-dir "build/$1" --output-on-failure -j "$(nproc)"
 }
 
-test_windows() {
-  if [ ! -e packaging/windows/test.sh ]; then
-    echo "test.sh: there is no Windows build yet" >&2
-    exit 1
-  fi
-  packaging/windows/test.sh
+test_threads() {
+  cmake --preset tsan >/dev/null
+  cmake --build --preset tsan
+  build/tsan/tests/tkmjpg_pipeline_tests
 }
 
 [ $# -gt 0 ] || set -- --release
 for option in "$@"; do
   case "$option" in
-    --release | --asan | --lint | --coverage | --windows | --processors) ;;
+    --release | --asan | --tsan | --lint | --coverage | --windows | --processors) ;;
     -h | --help) usage; exit 0 ;;
     *) usage >&2; exit 2 ;;
   esac
@@ -37,9 +36,10 @@ scripts/packages.sh
 for option in "$@"; do
   case "$option" in
     --release | --asan) build_and_test "${option#--}" ;;
+    --tsan) test_threads ;;
     --lint) scripts/lint.sh ;;
     --coverage) scripts/coverage.sh ;;
-    --windows) test_windows ;;
+    --windows) packaging/windows/test.sh ;;
     --processors) tests/other_processors.sh ;;
   esac
 done

@@ -91,10 +91,13 @@ enum TkmjpgDecompressFlags {
  *
  *   input         first line of the picture (line 0, the top)
  *   input_stride  bytes from a line to the next; negative for pictures stored bottom-up
- *   output        room for the stream
- *   output_size   bytes of it. Nothing is ever written at or behind output + output_size
+ *   output        where the stream goes
+ *   output_size   its capacity in bytes. Nothing is ever written at or after output + output_size;
+ *                 bytes between the returned length and that place may be changed
  *   width         pixels a line, up to 65535. A line is never read beyond `width` pixels; pixels
- *                 that are missing to a multiple of 16 repeat the last one. 0 or less counts as 0
+ *                 that are missing to a multiple of 16 repeat the last one. A line of packed YUV
+ *                 whose width is odd ends with one chroma byte of the last pair; the other one
+ *                 counts as 128. 0 or less counts as 0
  *   height        lines of the frame, up to 65528 (65535 with FIELDS). The image is stored with
  *                 its height rounded up to a multiple of 8, its last line repeated. 0 or less
  *                 counts as 0
@@ -115,14 +118,15 @@ TKMJPG_API uint32_t CompressBuffer_MJPG(const uint8_t* input, int32_t input_stri
 
 /* Decompresses one frame.
  *
- *   input          the stream; damaged or cut ones are welcome
+ *   input          the stream; damaged or cut ones are accepted
  *   input_size     bytes of it. Nothing behind them is ever read
  *   output         first line of the picture (line 0, the top)
  *   output_stride  bytes from a line to the next; negative for pictures stored bottom-up
- *   width, height  the caller's picture. Only the absolute values count. Exactly the first `width`
- *                  pixels of each of `height` lines may be written, and nothing else. A larger
- *                  stream is cropped; a narrower one leaves the rest of each line as it was. A
- *                  stream of fewer lines is taken as one field, or two, of the picture
+ *   width, height  the caller's picture. Negative sizes count as their absolute values, but that
+ *                  no alpha is decoded then. Exactly the first `width` pixels of each of `height`
+ *                  lines may be written, and nothing else. A larger stream is cropped; a narrower
+ *                  one leaves the rest of each line as it was. A stream of fewer lines is taken as
+ *                  one field, or two, of the picture
  *   flags          TkmjpgDecompressFlags
  *   fourcc         TkmjpgLayout, one marked D
  *   reserved       not read
@@ -130,9 +134,12 @@ TKMJPG_API uint32_t CompressBuffer_MJPG(const uint8_t* input, int32_t input_stri
  *                  with one field a frame are rebuilt as TKMJPG_D_ONE_FIELD_SMART says
  *
  * Returns 1 when the layout is known, whatever the stream held, else 0 with nothing written.
- * Pixels that could not be decoded stay as they were. Streams of other shapes than baseline 4:2:2
- * with the Huffman tables of ITU T.81 Annex K leave the picture untouched or wrong, never unsafe.
- */
+ * An image with damaged headers leaves its lines as they were. Damage in its data does not stop the
+ * decoder: all its lines are written, with wrong pixels after the damage and a flat colour after
+ * the end of the data. With restart markers the pixels after the next marker are right again; but
+ * where a marker is missing or wrong, the rest of the picture stays as it was.
+ * Streams of other shapes than baseline 4:2:2 with the Huffman tables of ITU T.81 Annex K leave the
+ * picture untouched or wrong, never unsafe. */
 TKMJPG_API uint32_t DecompressBuffer_MJPG(const uint8_t* input, uint32_t input_size,
                                           uint8_t* output, int32_t output_stride, int32_t width,
                                           int32_t height, uint32_t flags, uint32_t fourcc,

@@ -107,10 +107,10 @@ TEST(Alpha, CutPayloadKeepsThePixelsSoFar) {
 TEST(Alpha, NoPixelsNoAlpha) {
   for (const auto& [width, height] : {std::pair{0, 5}, {5, 0}, {-3, 5}, {5, -3}}) {
     Bytes segment(20);
-    EXPECT_EQ(EncodeAlphaPlane(segment.data(), 20, nullptr, 0, width, height), 10U);
-    EXPECT_EQ(EncodeAlphaPlane(segment.data(), 9, nullptr, 0, width, height), 0U);
+    EXPECT_EQ(EncodeAlphaPlane(segment.data(), 20, nullptr, -4, width, height), 10U);
+    EXPECT_EQ(EncodeAlphaPlane(segment.data(), 9, nullptr, -4, width, height), 0U);
     const Bytes data = kHead + Bytes{0x00};
-    DecodeAlphaPlane(data.data(), 11, nullptr, 0, width, height);  // must write nothing
+    DecodeAlphaPlane(data.data(), 11, nullptr, -4, width, height);  // must write nothing
   }
 }
 

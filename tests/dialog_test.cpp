@@ -18,6 +18,49 @@ constexpr struct {
               {208, 0x2000000}, {209, 0x80},  {301, 0x100000}, {302, 0x200000}, {305, 0x200},
               {306, 0x100},     {307, 0x400}, {308, 0x2000},   {309, 0x4000}};
 
+using Kind = tkmjpg::ControlKind;
+
+constexpr struct {
+  Kind kind;
+  int id;
+  const char* text;
+  int x, y, width, height;
+} kTemplate[] = {
+    {Kind::kFrame, 0, "", 5, 5, 200, 50},
+    {Kind::kLabel, 0, " About", 10, 1, 35, 10},
+    {Kind::kCentred, 0, "Motion-JPEG Video Codec", 10, 8, 190, 15},
+    {Kind::kCentred, 0, "Baseline JPEG 4:2:2, every frame a key frame", 10, 18, 190, 10},
+    {Kind::kCentred, 0, "The same bytes and pixels on every machine", 10, 28, 190, 10},
+    {Kind::kRight, 0, "Release: ", 50, 48, 50, 15},
+    {Kind::kLabel, 0, "3.2.16408", 100, 48, 50, 15},
+    {Kind::kFrame, 0, "", 5, 65, 200, 45},
+    {Kind::kLabel, 0, " Encoder", 10, 60, 35, 10},
+    {Kind::kCheckBox, 210, "OpenDML Size only", 10, 75, 90, 10},
+    {Kind::kCheckBox, 201, "Interlace Enable", 10, 86, 90, 10},
+    {Kind::kCheckBox, 202, "One Field only", 100, 86, 90, 10},
+    {Kind::kCheckBox, 203, "Inverted Fields Order", 10, 97, 90, 10},
+    {Kind::kCheckBox, 204, "Invert AVI1 Order", 100, 97, 90, 10},
+    {Kind::kFrame, 0, "", 5, 111, 200, 39},
+    {Kind::kCheckBox, 207, "Bitrate control Enable", 10, 114, 90, 10},
+    {Kind::kCheckBox, 209, "Strong Bitrate control", 100, 114, 90, 10},
+    {Kind::kCheckBox, 208, "Use QUALITY as Framesize (kB)", 10, 125, 120, 10},
+    {Kind::kLabel, 0, "&Default quality:", 10, 137, 50, 10},
+    {Kind::kRight, 102, "60", 60, 137, 12, 10},
+    {Kind::kScrollBar, 101, "", 78, 137, 123, 10},
+    {Kind::kFrame, 0, "", 5, 158, 200, 61},
+    {Kind::kLabel, 0, " Decoder", 10, 153, 35, 10},
+    {Kind::kCheckBox, 305, "One Field only", 10, 168, 85, 10},
+    {Kind::kCheckBox, 306, "One Field Smart", 10, 179, 85, 10},
+    {Kind::kCheckBox, 307, "Invert Fields Order", 10, 190, 85, 10},
+    {Kind::kCheckBox, 301, "YUY2 disable", 100, 168, 85, 10},
+    {Kind::kCheckBox, 302, "UYVY disable", 100, 179, 85, 10},
+    {Kind::kCheckBox, 308, "Use AVI1 Markers", 100, 190, 85, 10},
+    {Kind::kCheckBox, 309, "Full Color (ignore ITU601)", 100, 201, 95, 10},
+    {Kind::kButton, 1, "OK", 5, 225, 40, 14},
+    {Kind::kButton, 105, "Default", 55, 225, 40, 14},
+    {Kind::kButton, 2, "Cancel", 105, 225, 40, 14},
+};
+
 // Its user does as the test says.
 class ConfigureDialog : public DriverTest, public tkmjpg::DialogFrontEnd {
  protected:
@@ -50,6 +93,23 @@ void ExpectShown(Dialog& dialog, uint32_t options, const char* quality) {
   EXPECT_EQ(dialog.Find(kOpenDml)->checked, (options & kAnyHeight) == 0);
   EXPECT_EQ(dialog.Find(kText)->text, quality);
   EXPECT_EQ(dialog.Find(kBar)->position, std::stoi(quality));
+}
+
+TEST_F(ConfigureDialog, IsMadeFromItsTemplate) {
+  ConfigureProfile([](Dialog& dialog) {
+    EXPECT_EQ(dialog.caption(), "Configure");
+    EXPECT_EQ(std::pair(dialog.width(), dialog.height()), std::pair(210, 246));
+    const auto& controls = dialog.controls();
+    ASSERT_EQ(controls.size(), std::size(kTemplate));
+    for (size_t i = 0; i < controls.size(); ++i) {
+      const auto& made = controls[i];
+      const auto& t = kTemplate[i];
+      EXPECT_EQ(std::tuple(made.kind, made.id, made.text), std::tuple(t.kind, t.id, t.text)) << i;
+      EXPECT_EQ(std::tuple(made.x, made.y, made.width, made.height),
+                std::tuple(t.x, t.y, t.width, t.height))
+          << t.text;
+    }
+  });
 }
 
 TEST_F(ConfigureDialog, EveryCheckBoxIsItsBit) {

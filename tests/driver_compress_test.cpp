@@ -1,5 +1,6 @@
 // The compression messages, one after the other.
 #include <algorithm>
+#include <memory>
 
 #include "tests/driver_host.h"
 
@@ -17,27 +18,33 @@ constexpr Format kAccepted[] = {
 constexpr Format kRgb24 = kAccepted[5];
 
 constexpr Format kRefused[] = {
-    {0, BI_RGB},        {8, BI_RGB},        {15, BI_RGB},       {16, BI_BITFIELDS},
+    {0, BI_RGB},        {8, BI_RGB},        {15, BI_RGB},       {32, BI_BITFIELDS},
+    {1, BI_BITFIELDS},  {8, BI_BITFIELDS},  {24, BI_BITFIELDS}, {16, BI_BITFIELDS},
     {16, Code("yuy2")}, {16, Code("TK24")}, {24, Code("YUY2")}, {24, kMjpg},
 };
 
-// The room is that of 24 bits a pixel, or less if the input's size says so.
+// The capacity is that of 24 bits a pixel, or less if the input's size says so.
 Frame NewFrame(const Format& format, LONG width, LONG height, int size_image = 0) {
   const int pixels = std::abs(width * height);
-  const int room = size_image != 0 ? std::min(std::abs(size_image), pixels * 3) : pixels * 3;
+  const int capacity = size_image != 0 ? std::min(std::abs(size_image), pixels * 3) : pixels * 3;
   return {GuardedHeader(format, width, height, size_image),
           GuardedHeader(Header(0, kMjpg, width, height, 12345)),
-          GuardedBuffer(Picture(pixels * format.bits / 8)), GuardedBuffer(room)};
+          GuardedBuffer(Picture(pixels * format.bits / 8)), GuardedBuffer(capacity)};
 }
 
-std::vector<uint8_t> Direct(const Format& format, const Frame& frame, uint32_t flags, int value) {
+std::vector<uint8_t> Direct(const Format& format, const Frame& frame, uint32_t flags, int value,
+                            CodecCarryState* carry = nullptr) {
   const LONG width = frame.in->biWidth, height = frame.in->biHeight;
   const auto [first, stride] = PackedLines(format, width, height);
   std::vector<uint8_t> stream(1 << 20);
   stream.resize(CompressBuffer_MJPG(frame.from.data() + first, stride, stream.data(), 1 << 20,
                                     std::abs(width), std::abs(height), value, flags, format.layout,
-                                    0, nullptr));
+                                    0, carry));
   return stream;
+}
+
+std::vector<uint8_t> Coded(const Frame& frame) {
+  return {frame.to.data(), frame.to.data() + frame.out->biSizeImage};
 }
 
 class CompressMessages : public DriverTest {
@@ -153,8 +160,7 @@ TEST_F(CompressMessages, AFrameIsThatOfTheDirectCallOrEmptyWhenItDoesNotFit) {
           ASSERT_EQ(driver.Send(ICM_COMPRESS, &frame.compress), ICERR_OK);
           auto expected = Direct(format, frame, mode.flags, mode.value);
           if (expected.size() > frame.to.size()) expected.clear();
-          const uint8_t* made = frame.to.data();
-          EXPECT_EQ(std::vector<uint8_t>(made, made + frame.out->biSizeImage), expected)
+          EXPECT_EQ(Coded(frame), expected)
               << format.bits << ' ' << height << ' ' << size_image << ' ' << mode.options;
           EXPECT_EQ(frame.out->biSize, 68u);
           EXPECT_EQ(frame.out->biBitCount, 24);
@@ -214,6 +220,79 @@ TEST_F(CompressMessages, AFrameWithoutWhatItNeedsIsRefusedWholeWhileOthersTellTh
   EXPECT_EQ(calls, (std::vector<intptr_t>{4711, 0, 0, 4711, 2, 0, 4711, 0, 0, 4711, 2, 0}));
 }
 
+// What a status procedure can see of a frame, and harm.
+struct Watched {
+  std::unique_ptr<GuardedHeader> input;
+  Frame* frame;
+  void (*harm)(Watched&);
+  std::vector<uint32_t> seen;
+};
+
+TEST_F(CompressMessages, TheStatusProcedureSeesTheFrameDoneAndCannotHarmIt) {
+  void (*const harms[])(Watched&) = {
+      [](Watched&) {},
+      [](Watched& w) { w.input.reset(); },
+      [](Watched& w) { *w.input->get() = Header(99, 99, 16, -8, 1); },
+      [](Watched& w) { w.input->get()->biHeight *= -1; },
+      [](Watched& w) { w.frame->compress = {}; },
+  };
+  for (const auto harm : harms) {
+    Frame frame = NewFrame(kRgb24, 64, 64);
+    const auto expected = Direct(kRgb24, frame, 0, 75);
+    Watched watched = {std::make_unique<GuardedHeader>(kRgb24, 64, 64), &frame, harm, {}};
+    ICSETSTATUSPROC status = {};
+    status.lParam = Param(&watched).value;
+    status.Status = [](LPARAM parameter, UINT message, LONG) -> LONG {
+      Watched& w = *reinterpret_cast<Watched*>(parameter);
+      const BITMAPINFOHEADER& out = *w.frame->out.get();
+      w.seen.insert(w.seen.end(), {message, out.biSizeImage, out.biBitCount, w.frame->chunk});
+      if (message == ICSTATUS_START) w.harm(w);
+      return 1;
+    };
+    ASSERT_EQ(driver_.Send(ICM_SET_STATUS_PROC, &status, sizeof status), ICERR_OK);
+    driver_.SetOptions(0);
+    frame.compress.lpbiInput = watched.input->get();
+    EXPECT_EQ(driver_.Send(ICM_COMPRESS, &frame.compress), ICERR_OK);
+    EXPECT_EQ(Coded(frame), expected);
+    EXPECT_EQ(frame.chunk, 0x6264u);
+    EXPECT_EQ(frame.flags, 0x10u);
+    const auto size = static_cast<uint32_t>(expected.size());
+    EXPECT_EQ(watched.seen, (Words{ICSTATUS_START, 12345, 0, 0, ICSTATUS_END, size, 24, 0}));
+  }
+}
+
+TEST_F(CompressMessages, EachFrameReadsTheOptionsAndCarriesOn) {
+  constexpr uint32_t kNone = ICM_DECOMPRESS_END;
+  constexpr struct {
+    uint32_t message;  // before the frame
+    uint32_t options;
+    DWORD frame_size;
+    uint32_t flags;
+    int value;
+  } kFrames[] = {
+      {kNone, kBitrate, 900, 0x10000, 900},
+      {ICM_COMPRESS_BEGIN, kBitrate, 900, 0x10000, 900},
+      {kNone, 1, 900, 1, 75},
+      {kNone, kQualityAsSize, 0, 0x10000, 75000},
+      {kNone, kBitrate | 0x80, 600, 0x10080, 600},
+      {kNone, 0, 600, 0, 75},
+      {ICM_COMPRESS_END, kBitrate, 600, 0x10000, 600},
+  };
+  CodecCarryState carry = {256, 0};
+  for (const auto& f : kFrames) {
+    SCOPED_TRACE(&f - kFrames);
+    Frame frame = NewFrame(kRgb24, 64, 64);
+    driver_.SetOptions(f.options);
+    driver_.Send(f.message, frame.in);
+    frame.compress.dwFrameSize = f.frame_size;
+    ASSERT_EQ(driver_.Send(ICM_COMPRESS, &frame.compress), ICERR_OK);
+    EXPECT_EQ(Coded(frame), Direct(kRgb24, frame, f.flags, f.value, &carry));
+  }
+  const Frame frame = NewFrame(kRgb24, 64, 64);
+  EXPECT_NE(Direct(kRgb24, frame, 0x10000, 900, &carry), Direct(kRgb24, frame, 0x10000, 900))
+      << "what is carried can be seen";
+}
+
 TEST_F(CompressMessages, ASeriesLastsFromBeginToEnd) {
   const OpenDriver other;
   const GuardedHeader input(kRgb24, 64, 64);
@@ -225,6 +304,9 @@ TEST_F(CompressMessages, ASeriesLastsFromBeginToEnd) {
   EXPECT_EQ(driver_.Send(ICM_COMPRESS_BEGIN, input), ICERR_OK);
   EXPECT_EQ(other.Send(ICM_COMPRESS_END), ICERR_ERROR) << "series belong to an instance";
   EXPECT_EQ(driver_.Send(ICM_COMPRESS, &frame.compress), ICERR_OK);
+  frame.in->biHeight = frame.out->biHeight = 60;
+  EXPECT_EQ(driver_.Send(ICM_COMPRESS, &frame.compress), ICERR_BADFORMAT)
+      << "tested in a series too";
   EXPECT_EQ(driver_.Send(ICM_COMPRESS_END), ICERR_OK);
   EXPECT_EQ(driver_.Send(ICM_COMPRESS_END), ICERR_ERROR);
 }

@@ -24,12 +24,17 @@ constexpr Format kRgb24 = kAccepted[5];
 
 constexpr Format kRefused[] = {
     {8, BI_RGB},
+    // Without masks: nothing after these headers is read.
+    {0, BI_BITFIELDS},
+    {1, BI_BITFIELDS},
+    {8, BI_BITFIELDS},
+    {15, BI_BITFIELDS},
+    {24, BI_BITFIELDS},
     {16, Code("yuy2")},
     {16, Code("VYUY")},
     {24, kMjpg},
     {32, Code("YUY2")},
     {16, BI_BITFIELDS, 0, true, 0, {0x1F, 0x3E0, 0x7C00}},
-    {24, BI_BITFIELDS, 0, true, 0, {0xFF0000, 0xFF00, 0xFF}},
     {32, BI_BITFIELDS, 0, true, 0, {0xFF, 0xFF00, 0xFF0000}},
 };
 
@@ -56,11 +61,11 @@ bool Untouched(const Frame& frame) {
 }
 
 std::vector<uint8_t> Direct(const Format& format, const std::vector<uint8_t>& data, LONG height,
-                            uint32_t flags) {
+                            uint32_t flags, CodecCarryState* carry = nullptr) {
   const auto [first, stride] = PackedLines(format, 64, height);
   std::vector<uint8_t> pixels(static_cast<size_t>(48 * 64 * format.bits / 8), kUnwritten);
   DecompressBuffer_MJPG(data.data(), static_cast<uint32_t>(data.size()), pixels.data() + first,
-                        stride, 64, 48, flags, format.layout, 0, nullptr);
+                        stride, 64, 48, flags, format.layout, 0, carry);
   return pixels;
 }
 
@@ -91,7 +96,14 @@ TEST_F(DecompressMessages, TakeTheListedSourcesAndRefuseOtherOutputs) {
   }
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_QUERY), ICERR_BADFORMAT);
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_GET_FORMAT), ICERR_BADFORMAT);
-  for (const Format& format : kRefused) ExpectQuery(NewFrame(format), ICERR_BADFORMAT);
+  for (const Format& format : kRefused) {
+    const Frame refused = NewFrame(format);
+    ExpectQuery(refused, ICERR_BADFORMAT);
+    EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_BEGIN, refused.in, refused.out), ICERR_BADFORMAT);
+    EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &refused.plain), ICERR_BADFORMAT);
+    EXPECT_EQ(refused.out->biSizeImage, 0u);
+  }
+  EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_END), ICERR_ERROR) << "no refused message opened a series";
 }
 
 TEST_F(DecompressMessages, TakeTheWholeFrameUnscaledAndUnhurried) {
@@ -118,6 +130,11 @@ TEST_F(DecompressMessages, TakeTheWholeFrameUnscaledAndUnhurried) {
       {[](auto& m) { m.lpbiDst->biSize = 44; }, ICERR_BADFORMAT, false},
       {[](auto& m) { m.lpbiSrc->biHeight = -48; }, ICERR_BADFORMAT, false},
       {[](auto& m) { m.lpbiSrc->biHeight = m.lpbiDst->biHeight = -48; }, ICERR_BADFORMAT, false},
+      // The source's format comes first, then its rectangle, then the output.
+      {[](auto& m) { m.lpbiSrc->biBitCount = 32, m.xSrc = 8; }, ICERR_BADFORMAT, true},
+      {[](auto& m) { m.lpbiSrc->biCompression = 0, m.ySrc = 8; }, ICERR_BADFORMAT, true},
+      {[](auto& m) { m.lpbiDst->biSize = 44, m.xSrc = 8; }, ICERR_BADPARAM, true},
+      {[](auto& m) { m.lpbiDst->biCompression = 9, m.dySrc = 24; }, ICERR_BADPARAM, true},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
@@ -165,6 +182,17 @@ TEST_F(DecompressMessages, GetFormatAndBeginGiveTheImageSize) {
     EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_BEGIN, source, output), ICERR_OK);
     EXPECT_EQ(output->biSizeImage, c.expected);
   }
+  // A frame outside a series begins one, and the size is given whether or not it is decoded.
+  for (const bool series : {true, false}) {
+    for (const DWORD flags : {DWORD{0}, DWORD{ICDECOMPRESS_HURRYUP}}) {
+      Frame frame = NewFrame(kRgb24);
+      frame.extended.dwFlags = flags;
+      EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX, &frame.extended), ICERR_OK);
+      EXPECT_EQ(frame.out->biSizeImage, series ? 0 : 64u * 48 * 3);
+      if (!series) driver_.Send(ICM_DECOMPRESS_END);
+    }
+    driver_.Send(ICM_DECOMPRESS_END);
+  }
 }
 
 TEST_F(DecompressMessages, NullFormatsAreRefusedAndOpenNoSeries) {
@@ -181,6 +209,9 @@ TEST_F(DecompressMessages, NullFormatsAreRefusedAndOpenNoSeries) {
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX, &frame.extended), ICERR_BADFORMAT);
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_END), ICERR_ERROR);
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX_END), ICERR_ERROR);
+  ExpectQuery(frame, ICERR_OK);
+  frame.extended.xSrc = 8;
+  EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX_QUERY, &frame.extended), ICERR_BADPARAM);
 
   ASSERT_EQ(driver_.Send(ICM_DECOMPRESS_BEGIN, frame.in, frame.out), ICERR_OK);
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &frame.plain), ICERR_BADFORMAT);
@@ -256,12 +287,86 @@ TEST_F(DecompressMessages, ASeriesTakesHeadersUnseenAndStaysInTheBuffer) {
     EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &frame.plain), ICERR_OK);
     EXPECT_TRUE(Untouched(frame)) << size;
   }
-  const Frame unknown = NewFrame(kAccepted[1]);
-  unknown.out->biPlanes = 2;
-  EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &unknown.plain), ICERR_OK);
-  EXPECT_TRUE(Untouched(unknown)) << "bit fields in two planes";
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESSEX_END), ICERR_OK);
   EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_END), ICERR_ERROR);
+}
+
+TEST_F(DecompressMessages, FramesHaveRulesOfTheirOwn) {
+  constexpr Format kBitFields[] = {kAccepted[1], kAccepted[2], kAccepted[8]};
+  constexpr auto kBgr = TKMJPG_BGR3;
+  struct {
+    Format format;
+    WORD planes;
+    int source_bits;
+    uint32_t source;
+    intptr_t query;
+    bool decoded_in_series;
+  } const cases[] = {
+      {kRgb24, 1, 8, kMjpg, ICERR_OK, true},
+      {kRgb24, 1, 16, kMjpg, ICERR_OK, true},
+      {kRgb24, 1, 32, kMjpg, ICERR_BADFORMAT, true},
+      {kRgb24, 1, 24, BI_RGB, ICERR_BADFORMAT, true},
+      {kRgb24, 1, 0, kMjpg, ICERR_BADFORMAT, false},
+      {kRgb24, 1, 15, kMjpg, ICERR_BADFORMAT, false},
+      {{24, BI_BITFIELDS, kBgr, true}, 1, 24, kMjpg, ICERR_BADFORMAT, true},
+      {{24, Code("YUY2"), kBgr, true}, 1, 24, kMjpg, ICERR_BADFORMAT, true},
+      {{1, BI_BITFIELDS}, 1, 24, kMjpg, ICERR_BADFORMAT, false},
+      {{15, BI_BITFIELDS}, 1, 24, kMjpg, ICERR_BADFORMAT, false},
+      {{32, Code("YUY2")}, 1, 24, kMjpg, ICERR_BADFORMAT, false},
+      // Planes count in bit fields alone, and in no query.
+      {kBitFields[0], 2, 24, kMjpg, ICERR_OK, false},
+      {kBitFields[1], 0, 24, kMjpg, ICERR_OK, false},
+      {kBitFields[2], 2, 24, kMjpg, ICERR_OK, false},
+      {kAccepted[0], 2, 24, kMjpg, ICERR_OK, true},
+      {kAccepted[3], 0, 24, kMjpg, ICERR_OK, true},
+      {kRgb24, 2, 24, kMjpg, ICERR_OK, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    const auto pixels = Direct(c.format, kStream, 48, 0x4100);
+    for (const bool series : {false, true}) {
+      const Frame frame = NewFrame(c.format);
+      const Frame opens = NewFrame(kRgb24);
+      frame.in->biBitCount = static_cast<WORD>(c.source_bits);
+      frame.in->biCompression = c.source;
+      frame.out->biPlanes = c.planes;
+      ExpectQuery(frame, c.query);
+      if (series) driver_.Send(ICM_DECOMPRESS_BEGIN, opens.in, opens.out);
+      EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &frame.plain), series ? ICERR_OK : c.query);
+      EXPECT_EQ(driver_.Send(ICM_DECOMPRESS_END), series ? ICERR_OK : ICERR_ERROR);
+      if (c.decoded_in_series && (series || c.query == ICERR_OK)) {
+        EXPECT_EQ(frame.to.Bytes(), pixels);
+      } else {
+        EXPECT_TRUE(Untouched(frame));
+      }
+    }
+  }
+}
+
+TEST_F(DecompressMessages, EachFrameReadsTheOptionsAndCarriesOn) {
+  const auto field = Stream(TKMJPG_C_FIELDS | TKMJPG_C_ONE_FIELD);
+  const auto fields = Stream(TKMJPG_C_FIELDS);
+  const struct {
+    uint32_t message;  // before the frame
+    uint32_t options;
+    const std::vector<uint8_t>& stream;
+  } frames[] = {
+      {ICM_DECOMPRESS_END, 0x100, field}, {ICM_DECOMPRESS_BEGIN, 0x100, field},
+      {ICM_COMPRESS_END, 0, field},       {ICM_COMPRESS_END, 0x4100, field},
+      {ICM_COMPRESS_END, 0x400, fields},  {ICM_COMPRESS_END, 0, fields},
+      {ICM_COMPRESS_END, 0x100, field},   {ICM_DECOMPRESS_END, 0x100, field},
+  };
+  CodecCarryState carry = {256, 0};
+  for (const auto& f : frames) {
+    SCOPED_TRACE(&f - frames);
+    const Frame frame = NewFrame(kRgb24, 64, 48, 0, f.stream);
+    driver_.SetOptions(f.options);
+    driver_.Send(f.message, frame.in, frame.out);
+    EXPECT_EQ(driver_.Send(ICM_DECOMPRESS, &frame.plain), ICERR_OK);
+    EXPECT_EQ(frame.to.Bytes(), Direct(kRgb24, f.stream, 48, f.options, &carry));
+  }
+  EXPECT_NE(Direct(kRgb24, field, 48, 0x100, &carry), Direct(kRgb24, field, 48, 0x100))
+      << "what is carried can be seen";
 }
 
 }  // namespace

@@ -171,6 +171,24 @@ TEST_F(DriverEntry, StateGoesOutAndComesBack) {
   }
 }
 
+TEST_F(DriverEntry, AStateChangesTheStateAlone) {
+  for (const uint32_t stored : {0u, 0x1000000u}) {
+    WriteProfile("[TKMJPG]\nMJPG_Default_Quality=75\nMJPG_CF_Flags=" + std::to_string(stored));
+    const OpenDriver driver;
+    const GuardedHeader raw(Header(24, BI_RGB, 64, 48)), coded(Header(24, kMjpg, 64, 48));
+    ASSERT_EQ(driver.Send(ICM_COMPRESS_BEGIN, raw), ICERR_OK);
+    ASSERT_EQ(driver.Send(ICM_DECOMPRESS_BEGIN, coded, raw), ICERR_OK);
+    driver.SetOptions(stored ^ 0x1000000);
+    driver.Send(ICM_SETSTATE);
+    ICINFO info = {};
+    driver.Send(ICM_GETINFO, &info, sizeof info);
+    EXPECT_EQ(info.dwFlags, stored != 0 ? 0xA3u : 0xA1u);
+    EXPECT_EQ(driver.DefaultQuality(), 7500u);
+    EXPECT_EQ(driver.Send(ICM_COMPRESS_END), ICERR_OK);
+    EXPECT_EQ(driver.Send(ICM_DECOMPRESS_END), ICERR_OK);
+  }
+}
+
 TEST_F(DriverEntry, InformationBlock) {
   ICINFO expected = {568, ICTYPE_VIDEO, kMjpg, 0, 0x34218, 0x104, {}, {}, {}};
   const std::string name = "Motion-JPEG ", description = "MJPG_Tarnwick Video V" TKMJPG_VERSION,

@@ -43,14 +43,14 @@ struct Format {
   uint32_t masks[3] = {};   // of BI_BITFIELDS
 };
 
-// A header of exactly 40 bytes, or 52 with masks, in front of a page that faults.
+// A header of exactly 40 bytes, or 52 if the format has masks, before a page that faults.
 class GuardedHeader {
  public:
   explicit GuardedHeader(const BITMAPINFOHEADER& header) : memory_(sizeof header) {
     std::memcpy(memory_.data(), &header, sizeof header);
   }
   GuardedHeader(const Format& format, LONG width, LONG height, DWORD size_image = 0)
-      : memory_(format.compression == BI_BITFIELDS ? 52 : 40) {
+      : memory_(format.masks[0] != 0 ? 52 : 40) {
     *get() = Header(format.bits, format.compression, width, height, size_image);
     if (memory_.size() == 52) std::memcpy(get() + 1, format.masks, sizeof format.masks);
   }

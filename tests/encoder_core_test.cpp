@@ -58,6 +58,8 @@ TEST(RateControl, LimitsOfTheFormulas) {
   const int64_t next[][4] = {{100, 1, 1, 60},
                              {1, 0, 3, 9},
                              {4000000000, 1, 256, 256},
+                             {4000000000, 1, INT32_MAX, 256},  // a record may hold any scale
+                             {1, INT32_MAX, INT32_MAX, 256},
                              {0, 1000, 1, 1},
                              {2000000000, 2000000000, 256, 256}};
   for (const auto& [size, target, scale, wanted] : next) {

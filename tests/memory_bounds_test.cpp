@@ -34,6 +34,7 @@ TEST(MemoryBounds, CompressKeepsToItsRoom) {
       {"fields", {kYuy2, 40, 21, kFields, 90}},
       {"alpha", {kBgra, 40, 16, kAlpha, 50}},
       {"alpha behind fields", {kBgra, 40, 32, kAlpha | kFields, 50}},
+      {"alpha under rate control", {kBgra, 40, 16, kAlpha | TKMJPG_C_RATE_CONTROL, 900}},
       {"rate", {kYuy2, 40, 32, TKMJPG_C_RATE_CONTROL, 900}},
       {"second attempt smaller",
        {kYuy2, 40, 32, TKMJPG_C_RATE_CONTROL | TKMJPG_C_STRONG_RATE, 700}},
@@ -54,6 +55,32 @@ TEST(MemoryBounds, CompressKeepsToItsRoom) {
       const bool fits = call.room >= size;
       ASSERT_EQ(CompressNoise(call, 7), fits ? whole : Bytes()) << call.room;
       ASSERT_EQ(carry.rate_scale, (fits ? after : before).rate_scale) << call.room;
+    }
+  }
+}
+
+TEST(MemoryBounds, PicturesWithoutPixelsNeedNoMemory) {
+  const Bytes stream = CompressNoise({kBgra, 16, 8, kFields | kAlpha}, 4);
+  for (const auto& [width, height] : {std::pair{0, 16}, {16, 0}, {-16, 16}}) {
+    for (const uint32_t flags : {0U, kFields | kAlpha, uint32_t{TKMJPG_C_RATE_CONTROL}}) {
+      Bytes output(2000);
+      EXPECT_NE(CompressBuffer_MJPG(nullptr, -100, output.data(), 2000, width, height, 50, flags,
+                                    TKMJPG_BGRA, 0, nullptr),
+                0U);
+      EXPECT_EQ(CompressBuffer_MJPG(nullptr, -100, nullptr, 0, width, height, 50, flags,
+                                    TKMJPG_BGRA, 0, nullptr),
+                0U);
+    }
+    if (width < 0) continue;  // a picture of its absolute size
+    for (const uint32_t flags :
+         {0U, uint32_t{TKMJPG_D_ONE_FIELD}, uint32_t{TKMJPG_D_INVERT_FIELDS}}) {
+      CodecCarryState carry = {1, 0};
+      for (const size_t size : {stream.size(), size_t{0}}) {
+        EXPECT_EQ(
+            DecompressBuffer_MJPG(size != 0 ? stream.data() : nullptr, static_cast<uint32_t>(size),
+                                  nullptr, -100, width, height, flags, TKMJPG_BGRA, 0, &carry),
+            1U);
+      }
     }
   }
 }

@@ -1,16 +1,17 @@
 #!/usr/bin/env bash
-# The tests on processors that this machine is not, under qemu's user emulation: the release build
-# on one without AVX, on one without AVX-512, and a build for aarch64. The emulator stops a program
-# at an instruction that its processor lacks; that it does is checked first. Builds into
-# build/aarch64.
+# The tests on processors that this machine is not: the release build on x86-64 without AVX and
+# without AVX-512, builds for 32-bit x86 and for 64-bit ARM. What does not run here by itself runs
+# under qemu's user emulation, which stops a program at an instruction that its processor lacks; that
+# it does is checked first.
 # usage: tests/other_processors.sh
 set -euo pipefail
 cd "$(dirname "$0")/.."
-list=$(mktemp)
-trap 'rm -rf "$list" "${scratch:-}"' EXIT
-printf '%s\n' qemu-user g++-aarch64-linux-gnu googletest >"$list"
-scripts/packages.sh "$list"
 scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+printf '%s\n' qemu-user g++-aarch64-linux-gnu g++-i686-linux-gnu googletest >"$scratch/packages"
+scripts/packages.sh "$scratch/packages"
+export TKMJPG_EMULATED=1
+codec='*Vectors*:*Kernels*:Rungs*:*Dct*:MemoryBounds*'
 
 # usage: x86 PROCESSOR PROGRAM [ARGUMENT...]
 x86() { qemu-x86_64 -cpu "$1" "${@:2}" 2>>"$scratch/messages"; }
@@ -25,44 +26,77 @@ stops_at() {
   fi
 }
 
-# usage: test_x86 PROCESSOR RUNG: the tests of every kernel, and that this rung is the highest one.
-test_x86() {
-  local tests=build/release/tests/tkmjpg_tests
+# usage: expect_rung RUNG COMMAND...: that this rung is the highest one.
+expect_rung() {
   local used
-  used=$(x86 "$1" build/release/tools/tkmjpg/tkmjpg doctor | sed -n 's/^instructions *//p')
-  if [ "$used" != "$2" ]; then
-    echo "on $1 the rung is '$used', not $2" >&2
+  used=$("${@:2}" doctor | sed -n 's/^instructions *//p')
+  if [ "$used" != "$1" ]; then
+    echo "the rung is '$used', not $1: ${*:2}" >&2
     exit 1
   fi
+}
+
+# usage: test_x86 PROCESSOR RUNG: the tests of every kernel, and that this rung is the highest one.
+test_x86() {
   echo "$1: $2"
-  x86 "$1" "$tests" --gtest_brief=1 \
-    --gtest_filter='*Vectors*:*Kernels*:Rungs*:*Dct*:MemoryBounds*'
+  expect_rung "$2" x86 "$1" build/release/tools/tkmjpg/tkmjpg
+  x86 "$1" build/release/tests/tkmjpg_tests --gtest_brief=1 --gtest_filter="$codec"
 }
 
-cross_build() {
-  local cross=(-G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_SYSTEM_NAME=Linux
-    -DCMAKE_SYSTEM_PROCESSOR=aarch64 -DCMAKE_C_COMPILER=aarch64-linux-gnu-gcc
-    -DCMAKE_CXX_COMPILER=aarch64-linux-gnu-g++
-    "-DCMAKE_CROSSCOMPILING_EMULATOR=qemu-aarch64;-L;/usr/aarch64-linux-gnu")
-  local gtest=$PWD/build/aarch64/googletest
-  cmake -S /usr/src/googletest -B "$gtest/build" "${cross[@]}" -DBUILD_GMOCK=OFF \
-    -DCMAKE_INSTALL_PREFIX="$gtest" -DCMAKE_INSTALL_LIBDIR=lib >/dev/null
-  cmake --build "$gtest/build" --target install >/dev/null
-  cmake -S . -B build/aarch64 "${cross[@]}" -DTKMJPG_WERROR=ON -DTKMJPG_TOOLS=OFF \
-    -DTKMJPG_BENCH=OFF -DGTest_DIR="$gtest/lib/cmake/GTest" >/dev/null
-  cmake --build build/aarch64 --target tkmjpg_tests
+# usage: build PRESET TARGET...
+build() {
+  cmake --preset "$1" >/dev/null
+  cmake --build --preset "$1" --target "${@:2}"
 }
 
-if [ "$(uname -m)" = x86_64 ]; then
-  cmake --preset release >/dev/null
-  cmake --build --preset release --target tkmjpg_tests tkmjpg_command
+test_older_x86() {
+  build release tkmjpg_tests tkmjpg_command
   stops_at Nehalem 'vpaddd %ymm0, %ymm0, %ymm0'
   stops_at Haswell 'vpaddd %zmm0, %zmm0, %zmm0'
-  test_x86 Nehalem plain
-  test_x86 Haswell,-movbe plain
+  test_x86 core2duo plain
+  test_x86 Nehalem sse4
+  expect_rung sse4 x86 Haswell,-movbe build/release/tools/tkmjpg/tkmjpg
   test_x86 Haswell avx2
-fi
-cross_build
-echo "aarch64: plain"
-qemu-aarch64 -L /usr/aarch64-linux-gnu build/aarch64/tests/tkmjpg_tests --gtest_brief=1 \
-  --gtest_filter=-*LeaveNoMemoryBehind # those count on the heap of the host
+}
+
+# A kernel without 32-bit programs leaves them to the emulator.
+test_32_bits() {
+  build linux32 tkmjpg_tests
+  local tests=build/linux32/tests/tkmjpg_tests runner=()
+  "$tests" --gtest_list_tests >/dev/null 2>&1 || runner=(qemu-i386 -cpu max)
+  echo "32-bit x86: ${runner[*]:-by itself}"
+  if [ ${#runner[@]} -eq 0 ]; then
+    env -u TKMJPG_EMULATED "$tests" --gtest_brief=1
+  else
+    "${runner[@]}" "$tests" --gtest_brief=1 --gtest_filter="$codec"
+  fi
+}
+
+arm64() { qemu-aarch64 -L /usr/aarch64-linux-gnu "$@"; }
+
+# The command, with the library inside, and the loadable library.
+use_on_arm64() {
+  local command=build/arm64/tools/tkmjpg/tkmjpg
+  expect_rung neon arm64 "$command"
+  arm64 "$command" encode testcard:320x240@25:3 "$scratch/arm64.avi"
+  build/release/tools/tkmjpg/tkmjpg encode testcard:320x240@25:3 "$scratch/here.avi"
+  cmp "$scratch/arm64.avi" "$scratch/here.avi"
+  arm64 build/arm64/tests/load_library build/arm64/src/libtkmjpg.so
+}
+
+test_arm64() {
+  build release tkmjpg_command
+  scripts/foreign_packages.sh arm64 build/foreign/aarch64-linux-gnu \
+    libpng-dev zlib1g-dev
+  build arm64 tkmjpg_tests tkmjpg tkmjpg_command load_library
+  local processor
+  for processor in cortex-a53 cortex-a72 cortex-a76 neoverse-n1 max; do
+    echo "arm64, $processor"
+    arm64 -cpu "$processor" build/arm64/tests/tkmjpg_tests --gtest_brief=1 --gtest_filter="$codec"
+  done
+  use_on_arm64
+}
+
+if [ "$(uname -m)" = x86_64 ]; then test_older_x86; fi
+test_32_bits
+test_arm64

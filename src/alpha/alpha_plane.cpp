@@ -83,6 +83,9 @@ struct BitReader {
   }
 };
 
+// Rows without pixels are not pointed at: `pixels` may be null then.
+int32_t RowsWithPixels(int32_t width, int32_t height) { return width > 0 ? height : 0; }
+
 // The position behind the head of the first APP1 segment, null if that is no alpha segment.
 const uint8_t* FindPayload(const uint8_t* position, const uint8_t* end) {
   for (;;) {
@@ -104,7 +107,7 @@ uint32_t EncodeAlphaPlane(uint8_t* output, uint32_t output_capacity, const uint8
   for (const uint8_t byte : kHead) writer.PutByte(byte);
   uint8_t previous = 0;
   uint32_t run = 0;
-  for (int32_t y = 0; y < height; ++y) {
+  for (int32_t y = 0; y < RowsWithPixels(width, height); ++y) {
     const uint8_t* row = pixels + int64_t{stride} * y;
     for (int32_t x = 0; x < width; ++x) {
       const uint8_t value = row[4 * int64_t{x} + 3];
@@ -135,7 +138,7 @@ const uint8_t* DecodeAlphaPlane(const uint8_t* data, uint32_t data_size, uint8_t
   BitReader reader{payload, data + data_size};
   uint8_t value = 0;
   uint32_t run = 0;
-  for (int32_t y = 0; y < height; ++y) {
+  for (int32_t y = 0; y < RowsWithPixels(width, height); ++y) {
     uint8_t* row = pixels + int64_t{stride} * y;
     for (int32_t x = 0; x < width; ++x) {
       if (run != 0) {

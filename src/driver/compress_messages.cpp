@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "driver/host_format.h"
+#include "driver/options.h"
 #include "encoder/frame_compressor.h"
-#include "frame/options.h"
 
 namespace tkmjpg {
 namespace {
@@ -29,7 +29,7 @@ constexpr InputFormat kInputFormats[] = {
 };
 
 // What a file stores as the format of its frames: the extended header of the OpenDML extensions
-// behind the bitmap's.
+// after the bitmap's.
 struct MjpgFormat {
   BITMAPINFOHEADER bitmap;
   uint32_t ext_data_offset = 44;  // from the end of the bitmap's header less one word
@@ -75,15 +75,15 @@ uint32_t PlannedSize(const BITMAPINFOHEADER& input, uint16_t output_bit_count) {
   return static_cast<uint32_t>(PixelCount(input) * ((output_bit_count + 7u) / 8));
 }
 
-// The room that a host gives a frame is said nowhere: it is what CompressGetSize told it, unless
-// the input's own size is smaller.
+// No field says how many bytes the host's buffer has. It is taken to have what CompressGetSize
+// answers for an output of 24 bits, or the input's biSizeImage if that is smaller and not 0.
 uint32_t OutputCapacity(const BITMAPINFOHEADER& input) {
   const uint32_t planned = PlannedSize(input, kCompressedBitCount);
   const uint32_t given = SizeImage(input);
   return given != 0 ? std::min(given, planned) : planned;
 }
 
-// The last two arguments of CompressFrame that a host's wishes decide.
+// What the wishes of a host decide: a flag of CompressFrame and its last argument.
 struct Mode {
   bool rate_control;
   int32_t value;  // quality 1 to 100, or the target in bytes
@@ -100,8 +100,8 @@ Mode ChooseMode(uint32_t options, const ICCOMPRESS& frame) {
   return {false, static_cast<int32_t>(std::clamp<uint32_t>(quality, 1, 100))};
 }
 
-uint32_t CodeFrame(CodecInstance& instance, const ICCOMPRESS& frame) {
-  const BITMAPINFOHEADER& input = *frame.lpbiInput;
+uint32_t CodeFrame(CodecInstance& instance, const ICCOMPRESS& frame,
+                   const BITMAPINFOHEADER& input) {
   const uint64_t width = Magnitude(input.biWidth);
   const uint64_t height = Magnitude(input.biHeight);
   if (width > kLargestSize || height > kLargestSize) return 0;
@@ -158,11 +158,16 @@ LRESULT CompressBegin(CodecInstance& instance, const BITMAPINFOHEADER* input,
   return answer;
 }
 
-LRESULT CompressOneFrame(CodecInstance& instance, const ICCOMPRESS* frame) {
-  if (frame == nullptr || frame->lpbiOutput == nullptr) return ICERR_BADFORMAT;
-  if (frame->lpInput == nullptr || frame->lpOutput == nullptr) return ICERR_BADFORMAT;
-  BITMAPINFOHEADER& output = *frame->lpbiOutput;
-  if (CompressQuery(instance, frame->lpbiInput, &output) != ICERR_OK) return ICERR_BADFORMAT;
+// The status callback is the host's and may do as it likes with the message and the input's header:
+// both are copied before its first call.
+LRESULT CompressOneFrame(CodecInstance& instance, const ICCOMPRESS* message) {
+  if (message == nullptr) return ICERR_BADFORMAT;
+  const ICCOMPRESS frame = *message;
+  if (frame.lpbiOutput == nullptr) return ICERR_BADFORMAT;
+  if (frame.lpInput == nullptr || frame.lpOutput == nullptr) return ICERR_BADFORMAT;
+  BITMAPINFOHEADER& output = *frame.lpbiOutput;
+  if (CompressQuery(instance, frame.lpbiInput, &output) != ICERR_OK) return ICERR_BADFORMAT;
+  const BITMAPINFOHEADER input = *frame.lpbiInput;
 
   const bool series = instance.compress_active;
   instance.compress_active = true;
@@ -170,10 +175,10 @@ LRESULT CompressOneFrame(CodecInstance& instance, const ICCOMPRESS* frame) {
   output.biSize = sizeof(MjpgFormat);
   output.biBitCount = kCompressedBitCount;
   output.biCompression = instance.state.fcc_handler;
-  output.biSizeImage = CodeFrame(instance, *frame);
+  output.biSizeImage = CodeFrame(instance, frame, input);
   ReportStatus(instance, ICSTATUS_END);
-  if (frame->lpckid != nullptr) *frame->lpckid = kChunkCode;
-  if (frame->lpdwFlags != nullptr) *frame->lpdwFlags = AVIIF_KEYFRAME;
+  if (frame.lpckid != nullptr) *frame.lpckid = kChunkCode;
+  if (frame.lpdwFlags != nullptr) *frame.lpdwFlags = AVIIF_KEYFRAME;
   if (!series) instance.compress_active = false;
   return ICERR_OK;
 }

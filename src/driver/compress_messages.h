@@ -17,7 +17,7 @@ LRESULT CompressGetSize(const BITMAPINFOHEADER* input, const BITMAPINFOHEADER* o
 
 LRESULT CompressBegin(CodecInstance& instance, const BITMAPINFOHEADER* input,
                       const BITMAPINFOHEADER* output);
-LRESULT CompressOneFrame(CodecInstance& instance, const ICCOMPRESS* frame);
+LRESULT CompressOneFrame(CodecInstance& instance, const ICCOMPRESS* message);
 LRESULT CompressEnd(CodecInstance& instance);
 
 }  // namespace tkmjpg

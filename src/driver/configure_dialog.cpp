@@ -4,8 +4,8 @@
 #include <cstdio>
 
 #include "driver/driver_entry.h"
+#include "driver/options.h"
 #include "driver/stored_settings.h"
-#include "frame/options.h"
 
 namespace tkmjpg {
 namespace {

@@ -7,12 +7,12 @@
 
 #include "decoder/frame_decompressor.h"
 #include "driver/host_format.h"
-#include "frame/options.h"
+#include "driver/options.h"
 
 namespace tkmjpg {
 namespace {
 
-using ColorMasks = std::array<uint32_t, 3>;  // red, green, blue: behind the header of BI_BITFIELDS
+using ColorMasks = std::array<uint32_t, 3>;  // red, green, blue: after the header of BI_BITFIELDS
 
 struct OutputFormat {
   uint16_t bit_count;
@@ -43,17 +43,16 @@ constexpr OutputFormat kOutputFormats[] = {
 constexpr uint32_t kSourceCompressions[] = {kMjpg, Fourcc("mJPG"), Fourcc("mjpg"), Fourcc("dmb2"),
                                             Fourcc("dmb1")};
 
-ColorMasks MasksBehind(const BITMAPINFOHEADER& header) {
-  ColorMasks masks;
-  std::memcpy(masks.data(), &header + 1, sizeof masks);
-  return masks;
+bool HasMasks(const BITMAPINFOHEADER& header, const ColorMasks& masks) {
+  return std::memcmp(&header + 1, masks.data(), sizeof masks) == 0;
 }
 
+// Masks lie after a header of BI_BITFIELDS with one of the depths in the table. Nothing is read
+// after any other.
 const OutputFormat* FindOutputFormat(const BITMAPINFOHEADER& output, uint32_t compression) {
-  const ColorMasks masks = compression == BI_BITFIELDS ? MasksBehind(output) : kNoMasks;
   for (const OutputFormat& format : kOutputFormats) {
     if (format.bit_count == output.biBitCount && format.compression == compression &&
-        format.masks == masks) {
+        (compression != BI_BITFIELDS || HasMasks(output, format.masks))) {
       return &format;
     }
   }

@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "driver/host_format.h"
+#include "driver/options.h"
 #include "driver/stored_settings.h"
-#include "frame/options.h"
 #include "platform/host_services.h"
 
 namespace tkmjpg {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "frame/options.h"
+#include "driver/options.h"
 #include "platform/host_services.h"
 
 namespace tkmjpg {

@@ -71,7 +71,7 @@ void ForwardTransformMcu(const uint8_t* samples, const std::array<QuantiserTable
 
 void BuildQuantiser(const EncoderQuantTable& table, QuantiserTable& quantiser) {
   for (int n = 0; n < 64; ++n) {
-    const int32_t m = table.values[n] * kQuantScale[n];  // [4097, 9416895]
+    const int32_t m = table.values[n] * kQuantScale[n];  // [4161, 9416895]
     quantiser.quant_reciprocal[n] = static_cast<uint16_t>((m / 2 + (1 << 27)) / m);
     // Half a quantisation step in the units of the transform's output, m / 4096, less one.
     quantiser.quant_correction[n] = static_cast<uint16_t>(std::max(((2 * m + 4095) >> 13) - 1, 0));

@@ -55,7 +55,7 @@ void CodeImage(EncoderContext& context, Quantisation& quantisation, const FieldI
   }
 }
 
-// The images of a frame in stream order; one when the second has no lines pointer.
+// The images of a frame in stream order; the second one counts with `two_images` only.
 struct FrameLayout {
   int32_t image_height;  // a multiple of 8
   FieldImage first, second;
@@ -90,7 +90,9 @@ uint32_t CompressFrame(uint8_t* output, uint32_t output_capacity, const uint8_t*
                        PixelFormatCode format, CodecCarryState* carry, int32_t quality) {
   if (width > kLargestSize || height > kLargestSize) return 0;
   const int32_t frame_height = std::max(height, 0);
-  const FrameLayout layout = LayOutFrame(input, stride, frame_height, flags);
+  // Lines without pixels have no place of their own: `input` may be null then.
+  const int64_t line_step = width > 0 ? stride : 0;
+  const FrameLayout layout = LayOutFrame(input, line_step, frame_height, flags);
   if (layout.image_height > kLargestSize) return 0;
 
   EncoderContext context;

@@ -16,7 +16,10 @@ int32_t InitialRateScale(int32_t frame_height, int64_t image_target) {
 }
 
 int32_t NextRateScale(int64_t size, int64_t image_target, int32_t scale) {
-  return ClampScale(((3 * size + image_target) * scale + 2 * image_target) /
+  // A caller's record may hold any scale. One above this gives 256 like this one, and the product
+  // stays below 2^63 for sizes and targets below 2^44.
+  constexpr int32_t kSaturated = 1 << 16;
+  return ClampScale(((3 * size + image_target) * std::min(scale, kSaturated) + 2 * image_target) /
                     (4 * image_target + 1));
 }
 

@@ -13,8 +13,8 @@ int32_t InitialRateScale(int32_t frame_height, int64_t image_target);
 // miss, within [1, 256].
 int32_t NextRateScale(int64_t size, int64_t image_target, int32_t scale);
 
-// The scale of the quantisation tables for a RateScale. [0, 4096]. A caller's record may hold any
-// scale: from 5000 on the tables are all 255, so that larger ones need no numbers of their own.
+// The scale of the quantisation tables for a RateScale: [0, 4096] for [1, 256]. A caller's record
+// may hold any RateScale: at a table scale of 5000 all values are 255 already, and it stops there.
 constexpr int32_t TableScale(int32_t rate_scale) {
   const int64_t square = int64_t{rate_scale} * rate_scale;
   return static_cast<int32_t>(square < 16 * 5000 ? (square + 8) / 16 : 5000);

@@ -8,8 +8,9 @@
 
 namespace tkmjpg {
 
-// Bits 12 to 15 give the bytes per pixel; otherwise a code is compared as a whole. "Full" codes are
-// for streams whose luma runs over 0 to 255; the others expect the ITU-R BT.601 ranges.
+// Bits 12 to 15 give the bytes per pixel; otherwise a code is compared as a whole. "Full" codes and
+// those of 16-bit RGB are for streams whose luma runs over 0 to 255; the others expect the ITU-R
+// BT.601 ranges.
 enum class PixelFormatCode : uint32_t {
   kBgr24 = 0x8C33320,
   kBgrx32 = 0x8C34323,

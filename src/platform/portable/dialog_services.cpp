@@ -12,6 +12,7 @@ DialogFrontEnd* front_end_in_use = nullptr;
 struct DialogTemplate {
   std::string name;
   std::string caption;
+  int width, height;
   std::vector<Control> controls;
 };
 
@@ -22,7 +23,7 @@ Control Make(ControlKind kind, int id, const char* text, int x, int y, int width
 // The one template that the library has.
 // clang-format off
 DialogTemplate ConfigureTemplate() {
-#define DIALOG_HEAD(caption, w, h) DialogTemplate made = {"Configure", caption, {
+#define DIALOG_HEAD(caption, w, h) DialogTemplate made = {"Configure", caption, w, h, {
 #define DIALOG_FRAME(...) Make(ControlKind::kFrame, 0, "", __VA_ARGS__),
 #define DIALOG_LABEL(text, ...) Make(ControlKind::kLabel, 0, text, __VA_ARGS__),
 #define DIALOG_CENTRED(text, ...) Make(ControlKind::kCentred, 0, text, __VA_ARGS__),
@@ -50,6 +51,8 @@ Dialog::Dialog(std::string_view template_name, DLGPROC procedure)
   DialogTemplate made = ConfigureTemplate();
   if (made.name != template_name) throw std::invalid_argument("no such dialog template");
   caption_ = std::move(made.caption);
+  width_ = made.width;
+  height_ = made.height;
   controls_ = std::move(made.controls);
   for (Control& control : controls_) control.window = {this, &control};
 }

@@ -64,6 +64,8 @@ class Dialog {
   Dialog& operator=(const Dialog&) = delete;
 
   const std::string& caption() const { return caption_; }
+  int width() const { return width_; }
+  int height() const { return height_; }
   const std::vector<Control>& controls() const { return controls_; }
   Control* Find(int id);  // null if there is none
 
@@ -84,6 +86,7 @@ class Dialog {
   Window window_;
   DLGPROC procedure_;
   std::string caption_;
+  int width_, height_;
   std::vector<Control> controls_;
   std::vector<std::pair<std::string, HANDLE>> properties_;
   bool ended_ = false;

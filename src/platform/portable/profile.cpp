@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <strings.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,7 +13,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
+#include <utility>
 #include <vector>
 
 #include "platform/host_services.h"
@@ -23,15 +24,49 @@ namespace {
 namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
 
-// Null when the file cannot be read for another reason than that there is none.
-std::optional<std::string> ReadWhole(const std::string& path) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return errno == ENOENT ? std::optional<std::string>("") : std::nullopt;
+// An open file, or none.
+class File {
+ public:
+  explicit File(int descriptor) : descriptor_(descriptor) {}
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  ~File() {
+    if (descriptor_ >= 0) close(descriptor_);
+  }
+  int descriptor() const { return descriptor_; }
+  int Release() { return std::exchange(descriptor_, -1); }
+
+ private:
+  int descriptor_;
+};
+
+bool SameFile(int file, const char* path) {
+  struct stat open {};
+  struct stat named {};
+  return fstat(file, &open) == 0 && stat(path, &named) == 0 && open.st_dev == named.st_dev &&
+         open.st_ino == named.st_ino;
+}
+
+// The file at `path`, made as the umask allows if there is none, and closed to other writers until
+// it is closed here. A writer that was waited for has put a new file in place of the one that was
+// opened: then the new one is opened. A file system without locks is written without one.
+int OpenForChange(const char* path) {
+  for (;;) {
+    File file(open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0666));
+    if (file.descriptor() < 0) return -1;
+    while (flock(file.descriptor(), LOCK_EX) != 0 && errno == EINTR) continue;
+    if (SameFile(file.descriptor(), path)) return file.Release();
+  }
+}
+
+// Null when it cannot be read.
+std::optional<std::string> ReadAll(const File& file) {
   std::string text;
   char part[4096];
   ssize_t count;
-  while ((count = read(file, part, sizeof part)) > 0) text.append(part, static_cast<size_t>(count));
-  close(file);
+  while ((count = read(file.descriptor(), part, sizeof part)) > 0) {
+    text.append(part, static_cast<size_t>(count));
+  }
   return count == 0 ? std::optional(text) : std::nullopt;
 }
 
@@ -44,19 +79,16 @@ bool WriteAll(int file, std::string_view text) {
   return fsync(file) == 0;
 }
 
-// The file that a new one replaces may be a link, and keeps its permissions.
-bool ReplaceWhole(const std::string& path, const std::string& text) {
-  std::error_code error;
-  fs::create_directories(fs::path(path).parent_path(), error);
-  const fs::path real = fs::canonical(path, error);
-  const std::string target = error ? path : real.string();
+// The file that a new one replaces may be reached by a link, and its permissions are kept.
+bool ReplaceWhole(const File& old_file, const std::string& path, const std::string& text) {
   struct stat old {};
-  const mode_t mode = stat(target.c_str(), &old) == 0 ? old.st_mode & 0777 : 0644;
+  const std::string target = fs::canonical(path).string();
+  if (fstat(old_file.descriptor(), &old) != 0) return false;
 
   std::string temporary = target + ".XXXXXX";
   const int file = mkostemp(temporary.data(), O_CLOEXEC);
   if (file < 0) return false;
-  const bool written = WriteAll(file, text) && fchmod(file, mode) == 0;
+  const bool written = WriteAll(file, text) && fchmod(file, old.st_mode & 07777) == 0;
   const bool closed = close(file) == 0;
   if (written && closed && rename(temporary.c_str(), target.c_str()) == 0) return true;
   unlink(temporary.c_str());
@@ -99,7 +131,7 @@ bool IsLineOf(std::string_view line, std::string_view key) {
   return equals != line.npos && SameName(Trimmed(line.substr(0, equals)), key);
 }
 
-// Where a key stands, or where it would be added: behind the last line of its section that is not
+// Where a key stands, or where it would be added: after the last line of its section that is not
 // blank.
 struct Place {
   bool has_section = false;
@@ -161,9 +193,10 @@ std::string ProfilePath() {
   return std::string(home) + "/.config/tkmjpg/profile.ini";
 }
 
-// No failure leaves the library as an exception: here only memory can run out.
+// No failure leaves the library as an exception.
 UINT GetProfileIntA(const char* section, const char* key, int otherwise) try {
-  const Lines lines = SplitLines(ReadWhole(ProfilePath()).value_or(""));
+  const File file(open(ProfilePath().c_str(), O_RDONLY | O_CLOEXEC));
+  const Lines lines = SplitLines(ReadAll(file).value_or(""));
   const Place place = FindKey(lines, section, key);
   if (!place.has_key) return static_cast<UINT>(otherwise);
   const std::string_view line = lines[place.line];
@@ -175,13 +208,16 @@ UINT GetProfileIntA(const char* section, const char* key, int otherwise) try {
 
 int WriteProfileStringA(const char* section, const char* key, const char* text) try {
   const std::string path = ProfilePath();
-  const auto whole = path.empty() ? std::nullopt : ReadWhole(path);
+  if (path.empty()) return 0;
+  fs::create_directories(fs::path(path).parent_path());
+  const File file(OpenForChange(path.c_str()));
+  const auto whole = ReadAll(file);
   if (!whole) return 0;
   Lines lines = SplitLines(*whole);
   SetKey(lines, section, key, text);
   std::string joined;
   for (const std::string& line : lines) joined += line;
-  return ReplaceWhole(path, joined) ? 1 : 0;
+  return ReplaceWhole(file, path, joined) ? 1 : 0;
 } catch (...) {
   return 0;
 }

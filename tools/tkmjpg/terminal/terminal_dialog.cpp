@@ -18,11 +18,9 @@ namespace tkmjpg::tool {
 namespace {
 
 constexpr int kColumns = 74;
-constexpr int kDialogUnits = 210;  // across
-constexpr int kGap = 20;           // dialog units that are worth an empty row
+constexpr int kFirstColumn = 1;
+constexpr int kGap = 20;  // dialog units that are worth an empty row
 constexpr char kHelp[] = "Tab, arrows: move   Space: tick   + -  PgUp PgDn: quality   Esc: cancel";
-
-int Column(int x) { return 1 + x * kColumns / kDialogUnits; }
 
 // A text line for each height at which the template has controls.
 std::map<int, int> RowsOf(const Dialog& dialog) {
@@ -50,18 +48,9 @@ std::string LabelText(const Control& control) {
   std::string text = WithoutMnemonic(control.text);
   if (control.kind == ControlKind::kLabel && text.starts_with(' ')) {
     text = "--" + text + " ";
-    text.resize(static_cast<size_t>(kColumns - Column(0)), '-');
+    text.resize(static_cast<size_t>(kColumns - kFirstColumn), '-');
   }
   return text;
-}
-
-int LabelColumn(const Control& control, const std::string& text) {
-  const int length = static_cast<int>(text.size());
-  const int end = Column(control.x + control.width);
-  if (text.starts_with("--")) return Column(0);
-  if (control.kind == ControlKind::kRight) return end - length;
-  if (control.kind == ControlKind::kCentred) return (Column(control.x) + end - length) / 2;
-  return Column(control.x);
 }
 
 class Screen {
@@ -125,8 +114,7 @@ class TerminalFrontEnd : public DialogFrontEnd {
         newtComponentAddCallback(made, BoxChanged, &boxes_.back());
         break;
       case ControlKind::kScrollBar:
-        made = bar_ = newtScale(Column(control.x), row, control.width * kColumns / kDialogUnits,
-                                control.highest);
+        made = bar_ = newtScale(Column(control.x), row, Columns(control.width), control.highest);
         break;
       case ControlKind::kButton:
         made = newtCompactButton(Column(control.x), row, control.text.c_str());
@@ -145,6 +133,18 @@ class TerminalFrontEnd : public DialogFrontEnd {
       return quality_ = newtLabel(quality_column_end_ - 3, row, "   ");
     }
     return newtLabel(LabelColumn(control, text), row, text.c_str());
+  }
+
+  int Columns(int width) const { return width * kColumns / dialog_->width(); }
+  int Column(int x) const { return kFirstColumn + Columns(x); }
+
+  int LabelColumn(const Control& control, const std::string& text) const {
+    const int length = static_cast<int>(text.size());
+    const int end = Column(control.x + control.width);
+    if (text.starts_with("--")) return kFirstColumn;
+    if (control.kind == ControlKind::kRight) return end - length;
+    if (control.kind == ControlKind::kCentred) return (Column(control.x) + end - length) / 2;
+    return Column(control.x);
   }
 
   static void BoxChanged(newtComponent component, void* data) {
