@@ -1,4 +1,14 @@
 // The command itself, as a user runs it.
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <functional>
+#include <thread>
+
 #include "cpu/cpu_rung.h"
 #include "tests/command_runner.h"
 #include "tests/frame_calls.h"
@@ -28,6 +38,15 @@ Bytes Encode(size_t n, uint32_t flags) {
     pixels[i] = static_cast<uint8_t>(60 + 10 * n + i % 96 + (i / 96) * 3);
   }
   return Compress(pixels, {kYuy2, kWidth, kHeight, flags, 80});
+}
+
+bool Await(const std::function<bool()>& reached) {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::minutes(2);
+  while (!reached() && Clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return reached();
 }
 
 std::vector<Bytes> Film(const std::vector<uint32_t>& flags) {
@@ -74,6 +93,11 @@ TEST_F(Command, RefusesInOneLine) {
                                                        {"there.avi", ""},
                                                        {"there.y4m", ""}};
   for (const auto& [name, text] : files) WriteFile(name, text);
+  for (const char* name : {"p1.jpg", "p2.jpg", "p4.jpg"}) WriteFile(name, frames[0]);
+  for (const char* name : {"q07.png", "q8.png", "q10.png", "q010.png"}) WriteFile(name, "");
+  std::filesystem::create_symlink("film.mjpg", folder_.Path("soft.mjpg"));
+  std::filesystem::create_hard_link(folder_.Path("film.mjpg"), folder_.Path("hard.mjpg"));
+  std::filesystem::create_symlink("circle.mjpg", folder_.Path("circle.mjpg"));
   const struct {
     const char* arguments;
     int code;
@@ -93,7 +117,14 @@ TEST_F(Command, RefusesInOneLine) {
       {"encode good.y4m x.avi --fields top --progressive", 2, "excludes"},
       {"encode good.y4m x.avi --fields left", 2, "--fields"},
       {"encode good.y4m x.avi --alpha", 2, "--alpha"},
-      {"encode good.y4m x.avi --nonsense", 2, "--nonsense"},
+      {"encode good.y4m x.avi --nonsense", 2, "encode; tkmjpg encode --help lists them"},
+      {"encode good.y4m x.avi --qualty 5", 2, "--qualty: there is no such option of encode; did"},
+      {"encode good.y4m --qual=5", 2, "did you mean --quality?"},
+      {"encode good.y4m x.avi --cup plain", 2, "did you mean --cpu?"},
+      {"--quality 5 encode good.y4m x.avi", 2, "--quality: belongs after encode"},
+      {"deocde film.mjpg x.y4m", 2, "deocde: there is no such subcommand; did you mean decode?"},
+      {"-- encode", 2, "subcommand"},
+      {"film.mjpg", 2, "there is no such subcommand; tkmjpg --help lists them"},
       {"--cpu mmx encode good.y4m x.avi", 2, "'mmx' is none of"},
       {"encode good.y4m there.avi", 2, "there.avi: exists; --force"},
       {"encode good.y4m out.jpg", 2, "out.jpg: holds one frame only"},
@@ -109,6 +140,12 @@ TEST_F(Command, RefusesInOneLine) {
       {"encode huge.y4m x.avi", 1, "60000x60000 is too large"},
       {"encode odd.y4m x.avi", 1, "no FRAME where frame 1 should begin, at byte 415"},
       {"encode - x.avi <junk.y4m", 1, "standard input: is no Y4M"},
+      {"encode q%02d.png x.avi", 1, "q00.png: is missing; the next picture is q07.png; --start 7"},
+      {"encode q%02d.png x.avi --start 7", 1, "q08.png: is missing; the next picture is q10.png"},
+      {"encode good.y4m x.avi --start 1", 2, "--start is for numbered pictures"},
+      {"encode hard.mjpg soft.mjpg -f --size 16x16", 2, "soft.mjpg: is the input too"},
+      {"encode good.y4m circle.mjpg -f", 1, "circle.mjpg: Too many levels of symbolic links"},
+      {"encode good.y4m - >/dev/full", 1, "standard output: No space left"},
 
       {"decode", 2, "INPUT is required"},
       {"decode film.mjpg", 2, "OUTPUT is required"},
@@ -122,10 +159,31 @@ TEST_F(Command, RefusesInOneLine) {
       {"decode none.avi x.y4m", 1, "none.avi: No such file"},
       {"decode noise.mjpg x.y4m", 1, "noise.mjpg: no JPEG image in it"},
       {"decode bad.mjpg x.y4m", 1, "bad.mjpg: frame 2: 4:2:0 image; only 4:2:2 can be decoded"},
+      {"decode p%d.jpg x.y4m", 1, "p3.jpg: is missing; the next picture is p4.jpg"},
+      {"decode p%d.jpg x.y4m --start 5", 1, "p5.jpg: No such file"},
+      {"decode film.mjpg x.y4m --start 0", 2, "--start is for numbered pictures"},
+      {"decode film.mjpg film.mjpg -f --layout YUY2", 2, "film.mjpg: is the input too"},
+      {"repair soft.mjpg film.mjpg -f", 2, "film.mjpg: is the input too"},
+      {"repair film.mjpg hard.mjpg -f", 2, "hard.mjpg: is the input too"},
+      {"repair - film.mjpg -f <hard.mjpg", 2, "film.mjpg: is the input too"},
+      {"repair film.mjpg - <>film.mjpg 1<>film.mjpg", 2, "standard output: is the input too"},
+      {"repair p%d.jpg p2.jpg -f --start 1", 2, "p2.jpg: is the input too"},
       {"info film.mjpg --frame 9", 1, "film.mjpg: has no frame 9, only 7"},
+      {"info good.y4m", 1, "good.y4m: is no Motion-JPEG but Y4M"},
+      {"info - <good.y4m", 1, "standard input: is no Motion-JPEG but Y4M"},
+      {"info 'e\033[2J\n\xFF'", 1, "e\\x1b[2J\\x0a\\xff: No such file"},
+      {"info film.mjpg >/dev/full", 1, "standard output: No space left"},
+      {"info film.mjpg --json >/dev/full", 1, "standard output: No space left"},
+      {"compare film.mjpg film.mjpg >/dev/full", 1, "standard output: No space left"},
+      {"md5 film.mjpg >/dev/full", 1, "standard output: No space left"},
+      {"--help >/dev/full", 1, "standard output: No space left"},
+      {"encode --help >/dev/full", 1, "standard output: No space left"},
+      {"compare p%d.jpg film.mjpg", 1, "p3.jpg: is missing"},
+      {"compare film.mjpg film.mjpg --start 1", 2, "--start is for numbered pictures"},
       {"compare film.mjpg testcard:16x16@25:7", 1, "is 16x16, not 48x32"},
   };
   for (const auto& c : cases) ExpectRefusal(c.arguments, c.code, c.message);
+  EXPECT_EQ(Output("film.mjpg"), film);
   // The bad frame shows the one before it, and the rest is there.
   EXPECT_EQ(Run("decode bad.mjpg kept.raw -q --keep-going").code, 1);
   EXPECT_EQ(Output("kept.raw").size(), kFrames * kFrameBytes);
@@ -296,13 +354,46 @@ TEST_F(Command, UsesTheInstructionsItIsTold) {
   }
 }
 
+// A film comes through a pipe. Once the command has taken all of it and waits for more, it is
+// interrupted, and then the pipe ends. Frames are larger than what is read to find a line.
 TEST_F(Command, AnInterruptedFilmIsWhole) {
-  const Result result = Shell("timeout --preserve-status -s INT 0.5 " TKMJPG_COMMAND
-                              " encode testcard:64x48@25:1000000000 x.avi");
-  EXPECT_EQ(result.code, 130) << result.errors;
-  const Result info = Run("info x.avi");
-  EXPECT_EQ(info.code, 0);
-  EXPECT_EQ(info.out.find("cut"), std::string::npos) << info.out;
+  const auto encode =
+      "cd " + folder_.Path("") + " && exec " TKMJPG_COMMAND " encode -q pipe x.avi 2>errors.txt";
+  ASSERT_EQ(mkfifo(folder_.Path("pipe").c_str(), 0600), 0);
+  for (const int frames : {0, 3}) {
+    SCOPED_TRACE(frames);
+    // With both ends open here, neither open nor write waits for the command.
+    const int pipe = open(folder_.Path("pipe").c_str(), O_RDWR | O_CLOEXEC);
+    const std::string film = Y4m("", frames, 128, 64);
+    ASSERT_EQ(write(pipe, film.data(), film.size()), static_cast<ssize_t>(film.size()));
+    const pid_t command = fork();
+    if (command == 0) {
+      std::signal(SIGINT, SIG_DFL);
+      execl("/bin/sh", "sh", "-c", encode.c_str(), nullptr);
+      _exit(127);
+    }
+    const std::string unfinished = "x.avi." + std::to_string(command) + ".part";
+    const auto waits_for_more = [&] {
+      int left = 0;
+      return Exists(unfinished) && ioctl(pipe, FIONREAD, &left) == 0 && left == 0;
+    };
+    EXPECT_TRUE(Await(waits_for_more));
+    kill(command, SIGINT);
+    close(pipe);
+    int status = 0;
+    waitpid(command, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 130) << status;
+    EXPECT_FALSE(Exists(unfinished));
+    EXPECT_EQ(Exists("x.avi"), frames > 0);
+    const std::string none =
+        "tkmjpg: x.avi: interrupted before the first frame; nothing was written\n";
+    EXPECT_EQ(Text("errors.txt"), frames > 0 ? "" : none);
+  }
+  const std::string info = RunWell("info x.avi --json");
+  for (const char* word :
+       {"\"index\": \"right\"", "\"problems\": [],\n", "{\"frames\": 3, ", "\"anomalies\": 0"}) {
+    EXPECT_NE(info.find(word), std::string::npos) << word << info;
+  }
 }
 
 }  // namespace

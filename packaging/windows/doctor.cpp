@@ -1,54 +1,39 @@
 // Tells a user why a program does or does not see the codec: what is registered for Motion-JPEG in
-// both widths, which file that is, whether it opens, and what the stored settings are.
+// both widths, which file that is, whether it opens, and what the stored settings are. The last
+// line sums up, and the exit code is 1 when something is wrong.
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "cpu/cpu_rung.h"
 #include "driver/instance.h"
 #include "driver/stored_settings.h"
+#include "frame/options.h"
 #include "platform/host_services.h"
+#include "registration.h"
 
 namespace {
 
-constexpr int kOwnBits = sizeof(void*) * 8;
-constexpr char kDriversKey[] = "SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Drivers32";
+using namespace tkmjpg;
+
+constexpr char kMappingKey[] =
+    "SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\IniFileMapping\\win.ini";
+
+std::vector<std::string> faults;
 
 void Line(const std::string& what, const std::string& text) {
   std::printf("%-22s %s\n", what.c_str(), text.c_str());
 }
 
-bool IsSystem64() {
-  if (kOwnBits == 64) return true;
-  BOOL wow = FALSE;
-  return IsWow64Process(GetCurrentProcess(), &wow) != 0 && wow;
+void Fault(const std::string& what, const std::string& text, const std::string& summary) {
+  Line(what, text);
+  faults.push_back(summary);
 }
 
-std::string Registered(int bits) {
-  const REGSAM view = bits == 64 ? KEY_WOW64_64KEY : KEY_WOW64_32KEY;
-  HKEY key = nullptr;
-  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kDriversKey, 0, KEY_READ | view, &key) != 0) return {};
-  std::array<char, MAX_PATH + 1> text = {};
-  DWORD size = MAX_PATH;
-  const auto failed = RegQueryValueExA(key, "vidc.mjpg", nullptr, nullptr,
-                                       reinterpret_cast<BYTE*>(text.data()), &size);
-  RegCloseKey(key);
-  return failed ? std::string() : text.data();
-}
-
-// Where a program of that width finds the file. A name without a folder lies in its system folder,
-// which this program sees under another name if its own width differs.
-std::string SystemFile(const std::string& name, int bits) {
-  if (name.find('\\') != std::string::npos) return name;
-  std::array<char, MAX_PATH> windows = {};
-  GetWindowsDirectoryA(windows.data(), MAX_PATH);
-  const char* folder = "System32";
-  if (IsSystem64() && bits == 32) folder = "SysWOW64";
-  if (IsSystem64() && bits == 64 && kOwnBits == 32) folder = "Sysnative";
-  return std::string(windows.data()) + "\\" + folder + "\\" + name;
-}
+std::string Programs(int bits) { return std::to_string(bits) + "-bit programs"; }
 
 std::string FileVersion(const std::string& path) {
   DWORD ignored = 0;
@@ -66,34 +51,74 @@ std::string FileVersion(const std::string& path) {
   return text.data();
 }
 
-void TellRegistered(int bits) {
-  const std::string what = std::to_string(bits) + "-bit programs";
-  const std::string name = Registered(bits);
-  if (name.empty()) {
-    Line(what, "have no codec for MJPG: install tkmjpg.inf");
-    return;
-  }
-  const bool ours = name.find(tkmjpg::kDriverFile) != std::string::npos;
-  const std::string path = SystemFile(name, bits);
-  Line(what, "use " + name + (ours ? "" : ", which is another codec than this one"));
-  if (GetFileAttributesA(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
-    Line("", path + " is missing: install tkmjpg.inf again");
-  } else {
-    Line("", path + ", " + FileVersion(path));
-  }
+// Whose library a file is, by its PE header: 64, 32, or 0 for no library of these processors.
+int BitsOfLibrary(const std::string& path) {
+  std::array<char, 4096> head = {};
+  FILE* file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) return 0;
+  const size_t size = std::fread(head.data(), 1, head.size(), file);
+  std::fclose(file);
+  IMAGE_DOS_HEADER dos;
+  IMAGE_NT_HEADERS32 pe;  // what is read of it is the same in both widths
+  std::memcpy(&dos, head.data(), sizeof dos);
+  const auto start = static_cast<DWORD>(dos.e_lfanew);
+  if (dos.e_magic != IMAGE_DOS_SIGNATURE || size < sizeof pe || start > size - sizeof pe) return 0;
+  std::memcpy(&pe, head.data() + start, sizeof pe);
+  if (pe.Signature != IMAGE_NT_SIGNATURE) return 0;
+  if ((pe.FileHeader.Characteristics & IMAGE_FILE_DLL) == 0) return 0;
+  if (pe.FileHeader.Machine == IMAGE_FILE_MACHINE_AMD64) return 64;
+  return pe.FileHeader.Machine == IMAGE_FILE_MACHINE_I386 ? 32 : 0;
 }
 
-// What every host of this program's width gets.
-void TellOpened() {
+// The registered file where it can be of use to programs of that width; else empty.
+std::string TellRegistered(int bits) {
+  const std::string name = MachineText(bits, kDriversKey, kDriverValue);
+  const std::string programs = Programs(bits);
+  if (name.empty()) {
+    Fault(programs, "have no codec for MJPG: install tkmjpg.inf", programs + " have no codec");
+    return {};
+  }
+  if (IsThisCodec(name)) {
+    Line(programs, "use " + name);
+  } else {
+    Fault(programs, "use " + name + ", which is another codec than this one",
+          programs + " use another codec");
+  }
+  const std::string path = SystemFile(name, bits);
+  if (GetFileAttributesA(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
+    Fault("", path + " is missing: install tkmjpg.inf again",
+          "the file for " + programs + " is missing");
+    return {};
+  }
+  const int width = BitsOfLibrary(path);
+  if (width == bits) {
+    Line("", path + ", " + FileVersion(path));
+    return path;
+  }
+  const std::string wrong =
+      width == 0 ? "is no library of Windows" : "is a " + std::to_string(width) + "-bit library";
+  Fault("", path + " " + wrong + ": install tkmjpg.inf again",
+        "the file for " + programs + " " + wrong);
+  return {};
+}
+
+// What every host of this program's width gets. A library of the same name beside this program
+// would be found before the registered one, were that not loaded by its full name first.
+void TellOpened(const std::string& path) {
   const std::string what = "opened as " + std::to_string(kOwnBits) + "-bit";
-  const HIC codec = ICOpen(ICTYPE_VIDEO, mmioFOURCC('M', 'J', 'P', 'G'), ICMODE_QUERY);
+  const HMODULE library = path.empty() ? nullptr : LoadLibraryA(path.c_str());
+  const HIC codec = library == nullptr
+                        ? nullptr
+                        : ICOpen(ICTYPE_VIDEO, mmioFOURCC('M', 'J', 'P', 'G'), ICMODE_QUERY);
   if (codec == nullptr) {
-    Line(what, "the system does not open a codec for MJPG");
+    Fault("not " + what, "the system does not open a codec for MJPG",
+          "the codec does not open in " + Programs(kOwnBits));
     return;
   }
   ICINFO info = {};
   ICGetInfo(codec, &info, sizeof info);
   ICClose(codec);
+  FreeLibrary(library);
   std::array<char, 128> text = {};
   WideCharToMultiByte(CP_ACP, 0, info.szDescription, -1, text.data(), text.size() - 1, nullptr,
                       nullptr);
@@ -102,26 +127,62 @@ void TellOpened() {
 
 void TellProcessor() {
   const char* asked = std::getenv("TKMJPG_CPU");
-  Line("instructions", std::string(tkmjpg::CpuRungName(tkmjpg::ActiveCpuRung())) +
+  Line("instructions", std::string(CpuRungName(ActiveCpuRung())) +
                            (asked != nullptr ? std::string("; TKMJPG_CPU is ") + asked : ""));
 }
 
+// Reads back a key of its own, which does not stay.
+bool CanStoreSettings() {
+  constexpr char kProbe[] = "Doctor";
+  const bool stored = WriteProfileStringA(kProfileSection, kProbe, "1") != 0 &&
+                      GetProfileIntA(kProfileSection, kProbe, 0) == 1;
+  WriteProfileStringA(kProfileSection, kProbe, nullptr);
+  return stored;
+}
+
 void TellSettings() {
-  const tkmjpg::StoredSettings stored = tkmjpg::ReadStoredSettings();
+  WriteProfileStringA(nullptr, nullptr, nullptr);  // the system reads its mapping again
+  const StoredSettings stored = ReadStoredSettings();
   std::array<char, 64> text;
   std::snprintf(text.data(), text.size(), "options 0x%08X, default quality %u", stored.options,
                 stored.quality);
   Line("settings", text.data());
-  Line("", "in [TKMJPG] of " + tkmjpg::ProfilePath());
+  const std::string mapping = MachineText(kOwnBits, kMappingKey, kProfileSection);
+  const std::string place = mapping.rfind("USR:", 0) == 0
+                                ? "HKEY_CURRENT_USER\\" + mapping.substr(4)
+                                : "section [" + std::string(kProfileSection) + "] of win.ini";
+  if (CanStoreSettings()) {
+    Line("", "in " + place + ", which can be written");
+  } else {
+    Fault("", "in " + place + ", which cannot be written: the dialog's changes are lost",
+          "settings cannot be stored");
+  }
+}
+
+int SumUp() {
+  std::string text;
+  for (const std::string& fault : faults) text += (text.empty() ? "" : "; ") + fault;
+  Line("summary", faults.empty() ? "the codec is installed and works" : text);
+  return faults.empty() ? 0 : 1;
+}
+
+// A console that this program has for itself closes with it.
+void PauseWhenDoubleClicked() {
+  DWORD process = 0;
+  if (GetConsoleProcessList(&process, 1) != 1) return;
+  std::printf("\nPress Enter to close this window.\n");
+  std::getchar();
 }
 
 }  // namespace
 
 int main() {
-  if (IsSystem64()) TellRegistered(64);
-  TellRegistered(32);
-  TellOpened();
+  const std::string path64 = IsSystem64() ? TellRegistered(64) : std::string();
+  const std::string path32 = TellRegistered(32);
+  TellOpened(kOwnBits == 64 ? path64 : path32);
   TellProcessor();
   TellSettings();
-  return 0;
+  const int code = SumUp();
+  PauseWhenDoubleClicked();
+  return code;
 }

@@ -12,6 +12,8 @@ mkdir -p "$staging/x64" "$staging/x86" out
 # Both widths are called tkmjpg32.dll once installed; an INF tells its source files apart by name.
 cp build/windows64/src/tkmjpg32.dll "$staging/x64/tkmjpg32.dll"
 cp build/windows32/src/tkmjpg32.dll "$staging/x86/tkmjpg32-x86.dll"
+cp build/windows64/packaging/windows/tkmjpg-register.exe "$staging/x64/"
+cp build/windows32/packaging/windows/tkmjpg-register.exe "$staging/x86/tkmjpg-register-x86.exe"
 cp build/windows64/packaging/windows/doctor.exe "$staging/x64/"
 cp build/windows32/packaging/windows/doctor.exe "$staging/x86/"
 sed "s/@VERSION@/$version/; s/$/\r/" packaging/windows/tkmjpg.inf >"$staging/tkmjpg.inf"

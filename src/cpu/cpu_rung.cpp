@@ -48,10 +48,8 @@ CpuRung InitialRung() {
   return rung && CpuRungRuns(*rung) ? *rung : HighestCpuRung();
 }
 
-std::atomic<CpuRung>& Active() {
-  static std::atomic<CpuRung> active = InitialRung();
-  return active;
-}
+constexpr int kUndecided = -1;
+std::atomic<int> active_rung = kUndecided;
 
 }  // namespace
 
@@ -96,11 +94,19 @@ RunnableCpuRungs::RunnableCpuRungs() {
 
 CpuRung HighestCpuRung() { return *(RunnableCpuRungs().end() - 1); }
 
-CpuRung ActiveCpuRung() { return Active().load(std::memory_order_relaxed); }
+CpuRung ActiveCpuRung() {
+  int rung = active_rung.load(std::memory_order_relaxed);
+  if (rung != kUndecided) return static_cast<CpuRung>(rung);
+  const CpuRung initial = InitialRung();
+  // A rung that another thread has forced meanwhile stays.
+  const bool decided = active_rung.compare_exchange_strong(rung, static_cast<int>(initial),
+                                                           std::memory_order_relaxed);
+  return decided ? initial : static_cast<CpuRung>(rung);
+}
 
 bool ForceCpuRung(CpuRung rung) {
   if (!CpuRungRuns(rung)) return false;
-  Active().store(rung, std::memory_order_relaxed);
+  active_rung.store(static_cast<int>(rung), std::memory_order_relaxed);
   return true;
 }
 

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
 
 #include "platform/host_messages.h"
 #ifndef _WIN32
@@ -18,8 +17,5 @@ namespace tkmjpg {
 // Null when there is no memory.
 void* AllocateZeroed(size_t size);
 void FreeMemory(void* memory);
-
-// Where GetProfileIntA looks; empty if there is no such place.
-std::string ProfilePath();
 
 }  // namespace tkmjpg

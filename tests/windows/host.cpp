@@ -1,4 +1,6 @@
-// usage: host codec DLL | profile | avi | dialog DLL | soak DLL | registered yes|no
+// usage: host codec DLL | profile | avi | dialog DLL | soak DLL | registered yes|no | pause PROGRAM
+// |
+//             removal COMMAND
 #include "host.h"
 
 #include <cstring>
@@ -148,13 +150,14 @@ void TestRegistered(bool expected) {
 
 int main(int count, char** arguments) {
   const std::string what = count > 1 ? arguments[1] : "", argument = count > 2 ? arguments[2] : "";
-  const HMODULE library = LoadLibraryA(argument.c_str());
-  const FARPROC driver = library != nullptr ? GetProcAddress(library, "DriverProc") : nullptr;
-  if (what == "codec") TestCodec(driver);
+  const auto driver = [&] { return GetProcAddress(LoadLibraryA(argument.c_str()), "DriverProc"); };
+  if (what == "codec") TestCodec(driver());
   if (what == "profile") TestProfile();
   if (what == "avi") TestAvi();
-  if (what == "dialog") TestDialog(driver);
-  if (what == "soak") TestSoak(driver);
+  if (what == "dialog") TestDialog(driver());
+  if (what == "soak") TestSoak(argument.c_str());
+  if (what == "pause") TestPause(argument.c_str());
+  if (what == "removal") TestRemoval(argument.c_str());
   if (what == "registered") TestRegistered(argument == "yes");
   return Summary(what.c_str());
 }

@@ -41,4 +41,8 @@ void SetProfile(const char* options, const char* quality);
 
 void TestAvi();
 void TestDialog(FARPROC driver);
-void TestSoak(FARPROC driver);
+void TestSoak(const char* path);  // loads and unloads it: nothing else may hold it
+// What the doctor does in a console of its own, and uninstalling while a program has the codec
+// open.
+void TestPause(const char* doctor);
+void TestRemoval(const char* command);

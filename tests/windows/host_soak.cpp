@@ -1,4 +1,4 @@
-// Many messages and many opens: neither memory nor handles may grow.
+// Many messages and many loads: neither memory nor handles may grow.
 #include "host.h"
 
 namespace {
@@ -34,7 +34,7 @@ Usage Measure() {
   return usage;
 }
 
-// The heap may keep a few blocks of its own more; a leak of one block an open would be a thousand.
+// The heap may keep a few blocks of its own more; a leak of one block a load would be 500.
 void ExpectNoGrowth(const Usage& before, const char* what) {
   const Usage after = Measure();
   std::printf("%s: heap %zu -> %zu bytes in %zu -> %zu blocks, committed %zu -> %zu kB\n", what,
@@ -77,9 +77,20 @@ void SendMixed(HIC codec, unsigned begin, unsigned end) {
   }
 }
 
+// As a host does that lists codecs: the library is loaded for each open, and leaves after it.
+void OpenAndClose(int round, const char* path) {
+  const HMODULE library = round % 2 == 0 ? nullptr : LoadLibraryA(path);
+  const HIC codec = library == nullptr ? ICOpen(ICTYPE_VIDEO, kMjpg, ICMODE_DECOMPRESS)
+                                       : ICOpenFunction(ICTYPE_VIDEO, kMjpg, ICMODE_COMPRESS,
+                                                        GetProcAddress(library, "DriverProc"));
+  if (codec == nullptr || ICClose(codec) != ICERR_OK) Check(false, "open and close");
+  if (library != nullptr) FreeLibrary(library);
+  if (GetModuleHandleA("tkmjpg32.dll") != nullptr) Check(false, "the library is unloaded");
+}
+
 }  // namespace
 
-void TestSoak(FARPROC driver) {
+void TestSoak(const char* path) {
   const HIC codec = ICOpen(ICTYPE_VIDEO, kMjpg, ICMODE_COMPRESS);
   if (!Check(codec != nullptr, "ICOpen")) return;
   SendMixed(codec, 0, 2000);
@@ -88,11 +99,9 @@ void TestSoak(FARPROC driver) {
   ExpectNoGrowth(before, "100,000 messages");
   ICClose(codec);
 
-  for (int i = 0; i < 1100; ++i) {
-    if (i == 100) before = Measure();
-    const HIC open = i % 2 == 0 ? ICOpen(ICTYPE_VIDEO, kMjpg, ICMODE_DECOMPRESS)
-                                : ICOpenFunction(ICTYPE_VIDEO, kMjpg, ICMODE_COMPRESS, driver);
-    if (open == nullptr || ICClose(open) != ICERR_OK) Check(false, "open and close");
+  for (int round = 0; round < 550; ++round) {
+    if (round == 50) before = Measure();
+    OpenAndClose(round, path);
   }
-  ExpectNoGrowth(before, "1,000 opens and closes");
+  ExpectNoGrowth(before, "500 loads and unloads");
 }

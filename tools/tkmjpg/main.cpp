@@ -18,6 +18,8 @@
 #include "tools/tkmjpg/commands/testcard_command.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/terminal/interrupt.h"
+#include "tools/tkmjpg/terminal/print.h"
+#include "tools/tkmjpg/terminal/printable.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -32,8 +34,8 @@ void ForceCpu(const std::string& name) {
   if (!ForceCpuRung(*rung)) throw UsageError("--cpu: this processor or build has no " + name);
 }
 
-int Report(const std::exception& error, int exit_code) {
-  std::fprintf(stderr, "tkmjpg: %s\n", error.what());
+int Report(const std::string& what, int exit_code) {
+  std::fprintf(stderr, "tkmjpg: %s\n", Printable(what).c_str());
   return exit_code;
 }
 
@@ -53,13 +55,14 @@ int Run(int argc, char** argv) {
   AddDoctorCommand(line);
   try {
     line.Run(argc, argv);
+    FlushPrinted();
     return Interrupted() ? kInterrupted : 0;
   } catch (const UsageError& error) {
-    return Report(error, kBadUsage);
+    return Report(error.what(), kBadUsage);
   } catch (const Interruption& error) {
-    return Report(error, kInterrupted);
+    return Report(error.what(), kInterrupted);
   } catch (const std::exception& error) {
-    return Report(error, kBadInput);
+    return Report(error.what(), kBadInput);
   }
 }
 

@@ -3,9 +3,14 @@
 // Sections and keys are compared without regard to case, as the system's are.
 #pragma once
 
+#include <string>
+
 #include "tkmjpg_messages.h"
 
 namespace tkmjpg {
+
+// Where the profile is; empty if there is no such place.
+std::string ProfilePath();
 
 // Decimal, or hexadecimal after "0x", either with a "-"; counted modulo 2^32, up to the first
 // character that is no digit. Text that is no number is 0. A missing or empty value is `otherwise`.

@@ -1,8 +1,11 @@
 #include "tools/tkmjpg/commands/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <sstream>
 
 #include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/terminal/did_you_mean.h"
+#include "tools/tkmjpg/terminal/print.h"
 
 namespace tkmjpg::tool {
 
@@ -35,6 +38,11 @@ Option Command::Add(const std::string& name, int& value, const std::string& help
 }
 
 Option Command::Add(const std::string& name, int64_t& value, const std::string& help) const {
+  return Option(app_->add_option(name, value, help));
+}
+
+Option Command::Add(const std::string& name, std::optional<int64_t>& value,
+                    const std::string& help) const {
   return Option(app_->add_option(name, value, help));
 }
 
@@ -75,9 +83,11 @@ void CommandLine::Run(int argc, char** argv) const {
   try {
     app_->parse(argc, argv);
   } catch (const CLI::Success& asked) {
-    app_->exit(asked);  // prints it
+    std::ostringstream text;
+    app_->exit(asked, text, text);
+    Print("%s", text.str().c_str());
   } catch (const CLI::ParseError& error) {
-    throw UsageError(error.what());
+    throw UsageError(Explain(*app_, error));
   }
 }
 

@@ -1,10 +1,11 @@
-// The subcommands and options of the command. CLI11 takes long to compile: command_line.cpp alone
-// includes it.
+// The subcommands and options of the command. CLI11 takes long to compile: command_line.cpp and
+// did_you_mean.cpp alone include it.
 #pragma once
 
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,7 @@ class Command {
   Option Add(const std::string& name, std::string& value, const std::string& help) const;
   Option Add(const std::string& name, int& value, const std::string& help) const;
   Option Add(const std::string& name, int64_t& value, const std::string& help) const;
+  Option Add(const std::string& name, std::optional<int64_t>& value, const std::string& help) const;
   Option Add(const std::string& name, std::vector<std::string>& values,
              const std::string& help) const;
   Option AddFlag(const std::string& names, bool& value, const std::string& help) const;

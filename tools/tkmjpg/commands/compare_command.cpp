@@ -9,9 +9,12 @@
 #include "tkmjpg.h"
 #include "tools/tkmjpg/commands/film_input.h"
 #include "tools/tkmjpg/commands/frame_decoder.h"
+#include "tools/tkmjpg/commands/stream_options.h"
 #include "tools/tkmjpg/commands/yuv_planes.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/open_input.h"
+#include "tools/tkmjpg/media/picture_files.h"
+#include "tools/tkmjpg/terminal/print.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -24,12 +27,14 @@ constexpr char kFooter[] =
 // Raw or compressed frames, one after the other.
 class Film {
  public:
-  explicit Film(const std::string& path) : path_(path) {
+  Film(const std::string& path, std::optional<int64_t> start) : path_(path) {
     if (IsStream(path)) {
-      stream_ = std::make_unique<FilmInput>(path, false, 0);
+      stream_ = std::make_unique<FilmInput>(path, StreamOptions{.start = start}, 0);
       stream_->RequireSize();
     } else {
-      frames_ = OpenFrameReader(path, {});
+      InputOptions options;
+      options.start = start;
+      frames_ = OpenFrameReader(path, options);
     }
   }
 
@@ -87,9 +92,9 @@ double MeanSquaredError(const Bytes& a, const Bytes& b) {
 
 double Psnr(double error) { return error == 0 ? HUGE_VAL : 10 * std::log10(255.0 * 255.0 / error); }
 
-void Print(const char* what, const PlaneErrors& errors) {
-  std::printf("%s: Y %.2f  Cb %.2f  Cr %.2f dB\n", what, Psnr(errors[0]), Psnr(errors[1]),
-              Psnr(errors[2]));
+void PrintErrors(const char* what, const PlaneErrors& errors) {
+  Print("%s: Y %.2f  Cb %.2f  Cr %.2f dB\n", what, Psnr(errors[0]), Psnr(errors[1]),
+        Psnr(errors[2]));
 }
 
 class Comparison {
@@ -105,7 +110,7 @@ class Comparison {
       worst_error_ = errors[0];
     }
     if (first_difference_.empty()) FindDifference(a, b, width);
-    if (print) Print(("frame " + std::to_string(frames_)).c_str(), errors);
+    if (print) PrintErrors(("frame " + std::to_string(frames_)).c_str(), errors);
     ++frames_;
   }
 
@@ -114,11 +119,9 @@ class Comparison {
   void Summarise() const {
     PlaneErrors mean = total_;
     for (double& error : mean) error /= static_cast<double>(std::max<int64_t>(frames_, 1));
-    Print((std::to_string(frames_) + (frames_ == 1 ? " frame" : " frames")).c_str(), mean);
-    std::printf("worst frame: %lld, Y %.2f dB\n", static_cast<long long>(worst_),
-                Psnr(worst_error_));
-    std::printf("first difference: %s\n",
-                first_difference_.empty() ? "none" : first_difference_.c_str());
+    PrintErrors((std::to_string(frames_) + (frames_ == 1 ? " frame" : " frames")).c_str(), mean);
+    Print("worst frame: %lld, Y %.2f dB\n", static_cast<long long>(worst_), Psnr(worst_error_));
+    Print("first difference: %s\n", first_difference_.empty() ? "none" : first_difference_.c_str());
   }
 
  private:
@@ -152,15 +155,30 @@ void CheckSizes(const Film& a, const Film& b) {
                    ", not " + std::to_string(x.width) + "x" + std::to_string(x.height));
 }
 
-void Compare(const std::string& path_a, const std::string& path_b, bool per_frame) {
-  Film a(path_a), b(path_b);
+struct CompareOptions {
+  std::string a, b;
+  bool per_frame = false;
+  std::optional<int64_t> start;
+};
+
+bool IsNumbered(const std::string& path) { return path.find('%') != std::string::npos; }
+
+void Compare(const CompareOptions& options) {
+  const std::string &path_a = options.a, &path_b = options.b;
+  if (options.start && !IsNumbered(path_a) && !IsNumbered(path_b)) {
+    throw UsageError(kStartNeedsNumbers);
+  }
+  const auto start = [&](const std::string& path) {
+    return IsNumbered(path) ? options.start : std::nullopt;
+  };
+  Film a(path_a, start(path_a)), b(path_b, start(path_b));
   CheckSizes(a, b);
   Comparison comparison;
   YuvPlanes planes_a, planes_b;
   for (;;) {
     const bool more_a = a.Read(planes_a), more_b = b.Read(planes_b);
     if (more_a && more_b) {
-      comparison.Add(planes_a, planes_b, a.Format().width, per_frame);
+      comparison.Add(planes_a, planes_b, a.Format().width, options.per_frame);
       continue;
     }
     if (comparison.Frames() > 0) comparison.Summarise();
@@ -173,17 +191,14 @@ void Compare(const std::string& path_a, const std::string& path_b, bool per_fram
 }  // namespace
 
 void AddCompareCommand(const CommandLine& line) {
-  struct Options {
-    std::string a, b;
-    bool per_frame = false;
-  };
   const Command command = line.AddCommand("compare", "PSNR between two films");
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<CompareOptions>();
   command.Add("A", options->a, "the one to compare with, see below").Required();
   command.Add("B", options->b, "the one to judge").Required();
   command.AddFlag("--per-frame", options->per_frame, "a line for each frame as well");
+  AddStartOption(command, options->start);
   command.Footer(kFooter);
-  command.Run([options] { Compare(options->a, options->b, options->per_frame); });
+  command.Run([options] { Compare(*options); });
 }
 
 }  // namespace tkmjpg::tool

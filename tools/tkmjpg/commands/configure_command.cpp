@@ -1,17 +1,18 @@
 #include "tools/tkmjpg/commands/configure_command.h"
 
-#include <cstdio>
 #include <memory>
 
 #include "tools/tkmjpg/commands/settings.h"
+#include "tools/tkmjpg/terminal/print.h"
 #include "tools/tkmjpg/terminal/terminal_dialog.h"
 
 namespace tkmjpg::tool {
 namespace {
 
 constexpr char kFooter[] =
-    "The settings are those that programs find when they open the driver. Storing any of them\n"
-    "stores all, as OK in the dialog does. --reset comes before --set, and --show is last.\n"
+    "The settings are those that programs find when they open the driver; this command's encode\n"
+    "and decode use none of them. Storing any of them stores all, as OK in the dialog does.\n"
+    "--reset comes before --set, and --show is last.\n"
     "\n"
     "Names and values of --set, and what a setting does when it is on:\n";
 
@@ -22,9 +23,9 @@ struct ConfigureOptions {
 
 void Show() {
   const Settings settings = ReadSettings();
-  std::printf("%-30s %-4d Default quality\n", "quality", settings.quality);
+  Print("%-30s %-4d Default quality\n", "quality", settings.quality);
   for (const Setting& box : settings.boxes) {
-    std::printf("%-30s %-4s %s\n", box.name.c_str(), box.on ? "on" : "off", box.label.c_str());
+    Print("%-30s %-4s %s\n", box.name.c_str(), box.on ? "on" : "off", box.label.c_str());
   }
 }
 

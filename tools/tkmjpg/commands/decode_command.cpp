@@ -6,6 +6,7 @@
 #include "tools/tkmjpg/commands/md5_command.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/open_frame_output.h"
+#include "tools/tkmjpg/media/same_file.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -25,7 +26,8 @@ constexpr char kFooter[] =
     "decoded\n"
     "too: they are recoded in memory first, without loss.\n"
     "\n"
-    "Frames count from 0 in messages. Exit code: 0 done, 1 bad input, 2 bad usage.";
+    "Frames count from 0 in messages. Exit code: 0 done, 1 bad input or an output that cannot be\n"
+    "written, 2 bad usage.";
 
 struct DecodeCommandOptions : DecodeOptions {
   std::string output;
@@ -41,6 +43,7 @@ void Decode(DecodeCommandOptions options) {
     return;
   }
   if (options.output.empty()) throw UsageError("OUTPUT is required");
+  RefuseSameFile(options.input, options.output);
   options.target.full_range = options.full_range;
   options.target.overwrite = options.force ? Overwrite::kReplace : Overwrite::kRefuse;
   std::unique_ptr<FrameWriter> writer;

@@ -8,6 +8,7 @@
 #include "tkmjpg.h"
 #include "tools/tkmjpg/commands/film_input.h"
 #include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/terminal/printable.h"
 #include "tools/tkmjpg/terminal/progress.h"
 
 namespace tkmjpg::tool {
@@ -36,7 +37,8 @@ void ParseFrames(const std::string& text, FilmSettings& settings) {
 
 void Warn(const DecodeOptions& options, const std::string& what) {
   if (options.quiet) return;
-  std::fprintf(stderr, "tkmjpg: %s: warning: %s\n", options.input.c_str(), what.c_str());
+  const std::string text = options.input + ": warning: " + what;
+  std::fprintf(stderr, "tkmjpg: %s\n", Printable(text).c_str());
 }
 
 std::string Counted(int64_t count, const std::string& what) {
@@ -81,8 +83,7 @@ void AddDecodeOptions(const Command& command, DecodeOptions& o) {
                   "a first image with field code 2 inverts the lines once more");
   command.AddFlag("--full-range", o.full_range,
                   "luma in the stream is 0 to 255: RGB is not expanded, Y4M is marked so");
-  command.AddFlag("--field-pairs", o.field_pairs,
-                  "in .mjpg two images without field codes make a frame");
+  AddStreamOptions(command, o.stream);
 }
 
 void AddRunOptions(const Command& command, DecodeOptions& o) {
@@ -98,7 +99,7 @@ void AddRunOptions(const Command& command, DecodeOptions& o) {
 
 void RunDecode(const DecodeOptions& options, const std::string& output, const OpenWriter& open) {
   FilmSettings settings = options.Settings();
-  FilmInput input(options.input, options.field_pairs, settings.flags);
+  FilmInput input(options.input, options.stream, settings.flags);
   input.RequireSize();
   FrameWriter& writer = open(input.Format());
   Progress progress(options.quiet ? Verbosity::kQuiet : Verbosity::kNormal, input.Format(),

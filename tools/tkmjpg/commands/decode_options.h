@@ -7,6 +7,7 @@
 
 #include "tools/tkmjpg/commands/command_line.h"
 #include "tools/tkmjpg/commands/decode_film.h"
+#include "tools/tkmjpg/commands/stream_options.h"
 
 namespace tkmjpg::tool {
 
@@ -18,7 +19,7 @@ struct DecodeOptions {
   bool invert_fields = false;
   bool use_avi1_markers = false;
   bool full_range = false;
-  bool field_pairs = false;
+  StreamOptions stream;
   bool keep_going = false;
   bool quiet = false;
   int threads = 1;

@@ -14,6 +14,8 @@
 #include "tkmjpg.h"
 #include "tkmjpg_version.h"
 #include "tools/tkmjpg/commands/settings.h"
+#include "tools/tkmjpg/terminal/print.h"
+#include "tools/tkmjpg/terminal/printable.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -23,7 +25,7 @@ namespace fs = std::filesystem;
 constexpr char kSharedLibrary[] = "libtkmjpg.so." TKMJPG_VERSION_MAJOR;
 
 void Line(const char* what, const std::string& text) {
-  std::printf("%-16s %s\n", what, text.c_str());
+  Print("%-16s %s\n", what, Printable(text).c_str());
 }
 
 std::string Narrow(const WCHAR* wide) {

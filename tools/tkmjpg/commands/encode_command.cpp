@@ -6,14 +6,16 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
-#include "driver/stored_settings.h"
 #include "tools/tkmjpg/commands/frame_encoder.h"
 #include "tools/tkmjpg/commands/ordered_pipeline.h"
+#include "tools/tkmjpg/commands/stream_options.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/open_input.h"
 #include "tools/tkmjpg/media/open_output.h"
+#include "tools/tkmjpg/media/same_file.h"
 #include "tools/tkmjpg/terminal/interrupt.h"
 #include "tools/tkmjpg/terminal/progress.h"
 
@@ -23,13 +25,14 @@ namespace {
 constexpr int kMaxThreads = 256;
 
 constexpr char kFooter[] =
-    "INPUT is a Y4M file (4:2:0, 4:2:2, 4:4:4 or mono, 8 bits; - is standard input), a PNG "
-    "picture\n"
-    "or sequence (frame_%04d.png, from 0 or 1 on), raw frames (with --size), or a moving test\n"
-    "picture made here (testcard:720x576@25 or testcard:720x576@25:FRAMES; 100 if not said).\n"
+    "INPUT is a Y4M file (4:2:0, 4:2:2, 4:4:4 or mono, 8 bits; - is standard input), a PNG\n"
+    "picture or sequence (frame_%04d.png, from 0, 1 or --start on, without gaps), raw frames\n"
+    "(with --size), or a moving test picture made here (testcard:720x576@25 has 100 frames,\n"
+    "testcard:720x576@25:FRAMES as many as it says).\n"
     "OUTPUT is NAME.avi, NAME.mjpg (frames back to back; - is standard output), or NAME.jpg or\n"
-    "NAME_%04d.jpg (a file for each frame, from 0 on). It gets its name when it is whole; a file\n"
-    "that exists is kept unless --force is given.\n"
+    "NAME_%04d.jpg (a file for each frame, from 0 on). It gets its name when it is whole. A file\n"
+    "that exists is kept unless --force is given; its mode and symbolic links to it stay. The\n"
+    "input is never replaced, and nothing is written to a terminal.\n"
     "\n"
     "Interlaced Y4M is coded as two images a frame, one a field; --fields and --progressive say\n"
     "otherwise. Line 0 belongs to the top field. The bottom field's image, with field code 1, "
@@ -39,15 +42,16 @@ constexpr char kFooter[] =
     "--top-image-first is for them. 4:2:0 chroma is interpolated between lines where its\n"
     "siting says, within each field of interlaced video. Full-range Y4M becomes 16 to 235.\n"
     "\n"
-    "Ctrl-C ends the film with the frames read until then, in a whole file.\n"
+    "Ctrl-C ends the film with the frames read until then, in a whole file; there is none before\n"
+    "the first frame.\n"
     "\n"
-    "Frames count from 0 in messages. Exit code: 0 done, 1 bad input, 2 bad usage, 130\n"
-    "interrupted.";
+    "Frames count from 0 in messages. Exit code: 0 done, 1 bad input or an output that cannot be\n"
+    "written, 2 bad usage, 130 interrupted.";
 
 struct EncodeOptions {
   std::string input, output;
   InputOptions source;
-  int quality = StoredDefaultQuality();
+  int quality = 75;
   std::string target_size, bitrate, fields;
   int mode = 0;
   bool strong = false;
@@ -106,9 +110,9 @@ FrameSettings Settings(const EncodeOptions& options, const VideoFormat& format) 
 // One run of the command.
 class EncodeRun {
  public:
-  explicit EncodeRun(const EncodeOptions& options)
+  EncodeRun(const EncodeOptions& options, std::unique_ptr<FrameReader> reader)
       : options_(options),
-        reader_(OpenFrameReader(options.input, options.source)),
+        reader_(std::move(reader)),
         settings_(Settings(options, reader_->Format())),
         writer_(OpenStreamWriter(options.output, reader_->Format(),
                                  options.force ? Overwrite::kReplace : Overwrite::kRefuse)),
@@ -116,11 +120,9 @@ class EncodeRun {
                   reader_->FrameCount()) {}
 
   void Run() {
-    CatchInterrupts();
     try {
       options_.HasRateControl() ? CodeInSequence() : CodeAtOnce();
-      if (progress_.Frames() == 0) StopIfInterrupted();
-      if (progress_.Frames() == 0) throw InputError(options_.input + ": holds no frame");
+      if (progress_.Frames() == 0) RefuseEmptyFilm();
     } catch (const InputError&) {
       if (options_.keep_going && progress_.Frames() > 0) Finish();
       throw;
@@ -197,6 +199,12 @@ class EncodeRun {
     progress_.Add(frame.stream.size());
   }
 
+  [[noreturn]] void RefuseEmptyFilm() const {
+    if (!Interrupted()) throw InputError(options_.input + ": holds no frame");
+    throw Interruption(options_.output +
+                       ": interrupted before the first frame; nothing was written");
+  }
+
   void Finish() {
     writer_->Finish();
     progress_.Summarise(options_.output);
@@ -217,7 +225,10 @@ void Encode(EncodeOptions options) {
   if (options.progressive) options.source.field_order = FieldOrder::kProgressive;
   if (options.fields == "top") options.source.field_order = FieldOrder::kTopFirst;
   if (options.fields == "bottom") options.source.field_order = FieldOrder::kBottomFirst;
-  EncodeRun(options).Run();
+  RefuseSameFile(options.input, options.output);
+  auto reader = OpenFrameReader(options.input, options.source);
+  CatchInterrupts();  // before there is an output that would be left unfinished
+  EncodeRun(options, std::move(reader)).Run();
 }
 
 void AddSourceOptions(const Command& command, EncodeOptions& o) {
@@ -228,6 +239,7 @@ void AddSourceOptions(const Command& command, EncodeOptions& o) {
               "of raw frames: YUY2 (if not said), UYVY, VYUY, BGR3, BGR4, BGRA or R555");
   command.Add("--rate", o.source.rate,
               "frames a second of raw frames and PNG, as 25 (if not said) or 30000/1001");
+  AddStartOption(command, o.source.start);
   const Option fields = command.Add("--fields", o.fields,
                                     "code two fields a frame; which comes first: top or bottom");
   fields.OneOf({"top", "bottom"});
@@ -238,9 +250,7 @@ void AddSourceOptions(const Command& command, EncodeOptions& o) {
 }
 
 void AddCodingOptions(const Command& command, EncodeOptions& o) {
-  const Option quality = command.Add("--quality", o.quality,
-                                     "1 (smallest) to 100 (best); if not said, as stored by\n"
-                                     "`tkmjpg configure`");
+  const Option quality = command.Add("--quality", o.quality, "1 (smallest) to 100 (best)");
   quality.ShowDefault().Within(1, 100);
   const Option target = command.Add("--target-size", o.target_size,
                                     "bytes that each frame comes near, as 40000 or 40k");

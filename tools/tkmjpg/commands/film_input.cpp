@@ -32,8 +32,8 @@ FieldOrder OrderOf(const FrameAnalysis& frame, uint32_t flags) {
 
 }  // namespace
 
-FilmInput::FilmInput(const std::string& path, bool pairs, uint32_t flags)
-    : path_(path), stream_(OpenStream(path, pairs)), format_(stream_.reader->Format()) {
+FilmInput::FilmInput(const std::string& path, const StreamOptions& options, uint32_t flags)
+    : path_(path), stream_(OpenStream(path, options)), format_(stream_.reader->Format()) {
   CatchInterrupts();
   problems_ = stream_.Problems();
   for (Bytes stream; ahead_.size() < kMostAhead && stream_.reader->Read(stream);) {

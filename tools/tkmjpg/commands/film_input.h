@@ -14,8 +14,8 @@ namespace tkmjpg::tool {
 
 class FilmInput : public StreamReader {
  public:
-  // `pairs`: two images without field codes make a frame. `flags` are TkmjpgDecompressFlags.
-  FilmInput(const std::string& path, bool pairs, uint32_t flags);
+  // `flags` are TkmjpgDecompressFlags.
+  FilmInput(const std::string& path, const StreamOptions& options, uint32_t flags);
 
   // Of whole pictures; width and height are 0 if nothing tells them.
   const VideoFormat& Format() const override { return format_; }

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "tools/tkmjpg/commands/info_report.h"
+#include "tools/tkmjpg/commands/stream_options.h"
 #include "tools/tkmjpg/error.h"
 
 namespace tkmjpg::tool {
@@ -18,7 +19,7 @@ constexpr char kFooter[] =
 struct InfoOptions {
   std::string input;
   bool json = false;
-  bool field_pairs = false;
+  StreamOptions stream;
   int64_t frame = -1;
 };
 
@@ -60,7 +61,7 @@ void Add(FilmSummary& summary, const FrameAnalysis& frame) {
 }
 
 void PrintInfo(const InfoOptions& options) {
-  FilmInput film(options.input, options.field_pairs, 0);
+  FilmInput film(options.input, options.stream, 0);
   const auto report = options.json ? MakeJsonReport() : MakeTextReport();
   FilmSummary summary;
   const bool one = options.frame >= 0;
@@ -93,10 +94,10 @@ void AddInfoCommand(const CommandLine& line) {
   auto options = std::make_shared<InfoOptions>();
   command.Add("FILE", options->input, "NAME.avi, NAME.mjpg, NAME.jpg, NAME_%04d.jpg, or -")
       .Required();
-  command.AddFlag("--json", options->json, "for programs");
+  command.AddFlag("--json", options->json,
+                  "for programs; what is no UTF-8 in a name becomes U+FFFD");
   command.Add("--frame", options->frame, "this one only, with segments and tables").NotNegative();
-  command.AddFlag("--field-pairs", options->field_pairs,
-                  "in .mjpg two images without field codes make a frame");
+  AddStreamOptions(command, options->stream);
   command.Footer(kFooter);
   command.Run([options] { PrintInfo(*options); });
 }

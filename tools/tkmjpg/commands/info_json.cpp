@@ -1,36 +1,21 @@
 #include <cstdio>
 
 #include "tools/tkmjpg/commands/info_report.h"
+#include "tools/tkmjpg/terminal/print.h"
+#include "tools/tkmjpg/terminal/printable.h"
 
 namespace tkmjpg::tool {
 namespace {
-
-std::string Quoted(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    if (c == '"' || c == '\\') {
-      quoted += '\\';
-      quoted += c;
-    } else if (static_cast<unsigned char>(c) < 0x20) {
-      char escape[8];
-      std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
-      quoted += escape;
-    } else {
-      quoted += c;
-    }
-  }
-  return quoted + '"';
-}
 
 // The fields of one JSON object.
 class Object {
  public:
   Object& Raw(const char* name, const std::string& value) {
     text_ += text_.empty() ? "{" : ", ";
-    text_ += Quoted(name) + ": " + value;
+    text_ += JsonString(name) + ": " + value;
     return *this;
   }
-  Object& Text(const char* name, const std::string& value) { return Raw(name, Quoted(value)); }
+  Object& Text(const char* name, const std::string& value) { return Raw(name, JsonString(value)); }
   Object& Bool(const char* name, bool value) { return Raw(name, value ? "true" : "false"); }
   template <typename Number>
   Object& Int(const char* name, Number value) {
@@ -100,10 +85,10 @@ class JsonReport : public InfoReport {
         .Int("height", format_.height)
         .Text("rate", std::to_string(format_.rate.num) + "/" + std::to_string(format_.rate.den))
         .Text("field_order", FieldOrderName(format_.field_order))
-        .Raw("problems", Array(facts.problems, Quoted));
+        .Raw("problems", Array(facts.problems, JsonString));
     std::string head = object.Done();
     head.pop_back();
-    std::printf("%s,\n \"frames\": [", head.c_str());
+    Print("%s,\n \"frames\": [", head.c_str());
   }
 
   void Frame(int64_t number, const FrameAnalysis& frame, bool in_full) override {
@@ -116,8 +101,8 @@ class JsonReport : public InfoReport {
         .Raw("images",
              Array(frame.images,
                    [&](const ImageAnalysis& image) { return ImageObject(image, in_full); }))
-        .Raw("problems", Array(frame.problems, Quoted));
-    std::printf("%s\n  %s", first_ ? "" : ",", object.Done().c_str());
+        .Raw("problems", Array(frame.problems, JsonString));
+    Print("%s\n  %s", first_ ? "" : ",", object.Done().c_str());
     first_ = false;
   }
 
@@ -135,7 +120,7 @@ class JsonReport : public InfoReport {
         .Int("lowest_quality", s.lowest_quality)
         .Int("highest_quality", s.highest_quality)
         .Real("bits_per_pixel", s.bits_per_pixel);
-    std::printf("],\n \"summary\": %s}\n", object.Done().c_str());
+    Print("],\n \"summary\": %s}\n", object.Done().c_str());
   }
 
  private:

@@ -2,6 +2,8 @@
 #include <cstdio>
 
 #include "tools/tkmjpg/commands/info_report.h"
+#include "tools/tkmjpg/terminal/print.h"
+#include "tools/tkmjpg/terminal/printable.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -60,53 +62,53 @@ class TextReport : public InfoReport {
  public:
   void Begin(const FilmFacts& facts) override {
     format_ = facts.format;
-    std::printf("%s: %s", facts.name.c_str(), facts.container.c_str());
-    if (!facts.fourcc.empty()) std::printf(", %s", facts.fourcc.c_str());
+    Print("%s: %s", Printable(facts.name).c_str(), facts.container.c_str());
+    if (!facts.fourcc.empty()) Print(", %s", Printable(facts.fourcc).c_str());
     const double rate =
         static_cast<double>(format_.rate.num) / static_cast<double>(format_.rate.den);
-    std::printf(", %dx%d, %.6g frames a second, %s", format_.width, format_.height, rate,
-                FieldOrderName(format_.field_order).c_str());
-    if (!facts.index.empty()) std::printf(", index %s", facts.index.c_str());
-    std::printf("\n");
-    for (const std::string& problem : facts.problems) std::printf("  %s\n", problem.c_str());
-    std::printf("\n%7s %9s %8s %4s %6s %-16s %7s %-8s %5s %-5s %s\n", "frame", "bytes", "bits/px",
-                "mode", "fields", "image", "quality", "Huffman", "DRI", "sizes", "alpha");
+    Print(", %dx%d, %.6g frames a second, %s", format_.width, format_.height, rate,
+          FieldOrderName(format_.field_order).c_str());
+    if (!facts.index.empty()) Print(", index %s", facts.index.c_str());
+    Print("\n");
+    for (const std::string& problem : facts.problems) Print("  %s\n", Printable(problem).c_str());
+    Print("\n%7s %9s %8s %4s %6s %-16s %7s %-8s %5s %-5s %s\n", "frame", "bytes", "bits/px", "mode",
+          "fields", "image", "quality", "Huffman", "DRI", "sizes", "alpha");
   }
 
   void Frame(int64_t number, const FrameAnalysis& frame, bool in_full) override {
     if (frame.size == 0) {
-      std::printf("%7lld         0  the last frame again\n", static_cast<long long>(number));
+      Print("%7lld         0  the last frame again\n", static_cast<long long>(number));
       return;
     }
     if (!frame.problems.empty()) NoteProblems(number, frame);
     if (frame.images.empty()) {
-      std::printf("%7lld %9zu  no image\n", static_cast<long long>(number), frame.size);
+      Print("%7lld %9zu  no image\n", static_cast<long long>(number), frame.size);
       return;
     }
     const ImageAnalysis& image = frame.images[0];
-    std::printf("%7lld %9zu %8.3f %4s %6s %-16s %7s %-8s %5s %-5s %s\n",
-                static_cast<long long>(number), frame.size, BitsPerPixel(frame.size, format_),
-                Mode(image).c_str(), FieldCodes(frame).c_str(), ImageSizes(frame).c_str(),
-                Quality(frame).c_str(), HuffmanName(image.huffman).c_str(), Interval(image).c_str(),
-                SizeFieldsWord(frame).c_str(), frame.alpha_offset != 0 ? "yes" : "-");
+    Print("%7lld %9zu %8.3f %4s %6s %-16s %7s %-8s %5s %-5s %s\n", static_cast<long long>(number),
+          frame.size, BitsPerPixel(frame.size, format_), Mode(image).c_str(),
+          FieldCodes(frame).c_str(), ImageSizes(frame).c_str(), Quality(frame).c_str(),
+          HuffmanName(image.huffman).c_str(), Interval(image).c_str(),
+          SizeFieldsWord(frame).c_str(), frame.alpha_offset != 0 ? "yes" : "-");
     if (in_full) PrintImages(frame);
   }
 
   void End(const FilmSummary& s) override {
-    std::printf("\n%lld frames, %llu bytes, %.3f bits a pixel", static_cast<long long>(s.frames),
-                static_cast<unsigned long long>(s.bytes), s.bits_per_pixel);
-    if (s.largest > 0) std::printf("; frames of %zu to %zu bytes", s.smallest, s.largest);
+    Print("\n%lld frames, %llu bytes, %.3f bits a pixel", static_cast<long long>(s.frames),
+          static_cast<unsigned long long>(s.bytes), s.bits_per_pixel);
+    if (s.largest > 0) Print("; frames of %zu to %zu bytes", s.smallest, s.largest);
     if (s.highest_quality > 0) {
-      std::printf(", quality %d to %d", s.lowest_quality, s.highest_quality);
+      Print(", quality %d to %d", s.lowest_quality, s.highest_quality);
     }
-    std::printf("\n%lld field pairs, %lld with alpha, %lld repeats, %lld with anomalies\n",
-                static_cast<long long>(s.pairs), static_cast<long long>(s.alphas),
-                static_cast<long long>(s.repeats), static_cast<long long>(s.with_problems));
+    Print("\n%lld field pairs, %lld with alpha, %lld repeats, %lld with anomalies\n",
+          static_cast<long long>(s.pairs), static_cast<long long>(s.alphas),
+          static_cast<long long>(s.repeats), static_cast<long long>(s.with_problems));
     if (s.recodable > 0) {
-      std::printf("%lld to be recoded without loss ahead of decoding: %s\n",
-                  static_cast<long long>(s.recodable), s.other_shape.c_str());
+      Print("%lld to be recoded without loss ahead of decoding: %s\n",
+            static_cast<long long>(s.recodable), s.other_shape.c_str());
     }
-    for (const std::string& line : anomalies_) std::printf("%s\n", line.c_str());
+    for (const std::string& line : anomalies_) Print("%s\n", Printable(line).c_str());
   }
 
  private:
@@ -119,29 +121,29 @@ class TextReport : public InfoReport {
 
   static void PrintImages(const FrameAnalysis& frame) {
     for (const ImageAnalysis& image : frame.images) {
-      std::printf("\n  image at byte %zu: %s, %s, %d bits, %zu bytes to EOI, fill %zu\n",
-                  image.begin, Size(image).c_str(), image.sampling.c_str(), image.precision,
-                  image.data_end - image.begin, image.Fill());
-      if (!image.other_shape.empty()) std::printf("  shape: %s\n", image.other_shape.c_str());
+      Print("\n  image at byte %zu: %s, %s, %d bits, %zu bytes to EOI, fill %zu\n", image.begin,
+            Size(image).c_str(), image.sampling.c_str(), image.precision,
+            image.data_end - image.begin, image.Fill());
+      if (!image.other_shape.empty()) Print("  shape: %s\n", image.other_shape.c_str());
       if (image.sizes) {
-        std::printf("  size fields: %u with fill, %u without\n", image.sizes->image_size,
-                    image.sizes->image_data_size);
+        Print("  size fields: %u with fill, %u without\n", image.sizes->image_size,
+              image.sizes->image_data_size);
       }
       for (const Segment& segment : image.segments) {
-        std::printf("  %8zu  FF%02X  %zu bytes\n", segment.offset, segment.marker,
-                    segment.end - segment.offset);
+        Print("  %8zu  FF%02X  %zu bytes\n", segment.offset, segment.marker,
+              segment.end - segment.offset);
       }
       for (size_t t = 0; t < 4; ++t) {
         if (image.quant.defined[t]) PrintTable(t, image.quant.values[t]);
       }
     }
-    if (frame.alpha_offset != 0) std::printf("\n  alpha at byte %zu\n", frame.alpha_offset);
+    if (frame.alpha_offset != 0) Print("\n  alpha at byte %zu\n", frame.alpha_offset);
   }
 
   static void PrintTable(size_t number, const std::array<uint16_t, 64>& values) {
-    std::printf("  quantisation table %zu, zig-zag:", number);
-    for (size_t k = 0; k < 64; ++k) std::printf("%s%u", k % 16 == 0 ? "\n    " : " ", values[k]);
-    std::printf("\n");
+    Print("  quantisation table %zu, zig-zag:", number);
+    for (size_t k = 0; k < 64; ++k) Print("%s%u", k % 16 == 0 ? "\n    " : " ", values[k]);
+    Print("\n");
   }
 
   VideoFormat format_;

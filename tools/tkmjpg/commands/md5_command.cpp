@@ -1,12 +1,12 @@
 #include "tools/tkmjpg/commands/md5_command.h"
 
 #include <cctype>
-#include <cstdio>
 #include <memory>
 
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/md5_writer.h"
 #include "tools/tkmjpg/media/open_frame_output.h"
+#include "tools/tkmjpg/terminal/print.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -33,7 +33,7 @@ std::string LowerCase(std::string text) {
 
 void PrintOrVerify(const Md5Options& options) {
   if (!options.verify.empty()) return VerifyMd5(options, options.layout, options.verify);
-  std::printf("%s\n", DigestOf(options, options.layout).c_str());
+  Print("%s\n", DigestOf(options, options.layout).c_str());
 }
 
 }  // namespace

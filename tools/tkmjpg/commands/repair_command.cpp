@@ -4,9 +4,12 @@
 #include <memory>
 
 #include "tools/tkmjpg/commands/film_input.h"
+#include "tools/tkmjpg/commands/stream_options.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/open_output.h"
+#include "tools/tkmjpg/media/same_file.h"
 #include "tools/tkmjpg/streams/stream_repair.h"
+#include "tools/tkmjpg/terminal/printable.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -22,7 +25,7 @@ constexpr char kFooter[] =
 struct RepairOptions {
   std::string input, output;
   bool huffman_tables = true;
-  bool field_pairs = false;
+  StreamOptions stream;
   bool quiet = false;
   bool force = false;
 };
@@ -44,7 +47,7 @@ void Summarise(const RepairOptions& options, const RepairCounts& counts) {
   std::fprintf(stderr,
                "%s: %lld frames; %lld with tables %s, %lld size fields mended, %lld recoded "
                "without loss, %lld completed, %lld dropped\n",
-               options.output.c_str(), static_cast<long long>(counts.frames),
+               Printable(options.output).c_str(), static_cast<long long>(counts.frames),
                static_cast<long long>(counts.tables),
                options.huffman_tables ? "put in" : "taken out",
                static_cast<long long>(counts.sizes), static_cast<long long>(counts.recoded),
@@ -52,7 +55,8 @@ void Summarise(const RepairOptions& options, const RepairCounts& counts) {
 }
 
 void Repair(const RepairOptions& options) {
-  FilmInput film(options.input, options.field_pairs, 0);
+  RefuseSameFile(options.input, options.output);
+  FilmInput film(options.input, options.stream, 0);
   film.RequireSize();
   const auto writer = OpenStreamWriter(options.output, film.Format(),
                                        options.force ? Overwrite::kReplace : Overwrite::kRefuse);
@@ -91,8 +95,7 @@ void AddRepairCommand(const CommandLine& line) {
   command.Add("OUTPUT", options->output, "what to write, see below").Required();
   command.AddFlag("--huffman-tables,!--no-huffman-tables", options->huffman_tables,
                   "put missing standard tables in (if not said), or take standard ones out");
-  command.AddFlag("--field-pairs", options->field_pairs,
-                  "in .mjpg two images without field codes make a frame");
+  AddStreamOptions(command, options->stream);
   command.AddFlag("-f,--force", options->force, "replace an output that exists");
   command.AddFlag("-q,--quiet", options->quiet, "print nothing but errors");
   command.Footer(kFooter);

@@ -1,24 +1,26 @@
-// Each frame in a file of its own: one .jpg, or frame_%04d.jpg counted from 0 or 1.
+// Each frame in a file of its own: one .jpg, or frame_%04d.jpg.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "tools/tkmjpg/media/media.h"
-#include "tools/tkmjpg/media/sequence_name.h"
+#include "tools/tkmjpg/media/picture_files.h"
 
 namespace tkmjpg::tool {
 
 class JpegSequenceReader : public StreamReader {
  public:
-  explicit JpegSequenceReader(const std::string& pattern);
+  JpegSequenceReader(const std::string& pattern, std::optional<int64_t> start)
+      : files_(pattern, start) {}
 
   const VideoFormat& Format() const override { return format_; }
+  int64_t FrameCount() const override { return files_.Count(); }
   bool Read(Bytes& stream) override;
 
  private:
-  SequenceName names_;
+  PictureFiles files_;
   VideoFormat format_;
-  int64_t first_ = 0;
   int64_t next_ = 0;
 };
 

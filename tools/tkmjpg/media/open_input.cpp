@@ -3,6 +3,7 @@
 #include "tkmjpg.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/open_output.h"
+#include "tools/tkmjpg/media/picture_files.h"
 #include "tools/tkmjpg/media/png_reader.h"
 #include "tools/tkmjpg/media/raw_reader.h"
 #include "tools/tkmjpg/media/test_card.h"
@@ -31,12 +32,13 @@ std::unique_ptr<FrameReader> OpenFrameReader(const std::string& name, const Inpu
   format.field_order = options.field_order.value_or(FieldOrder::kProgressive);
   if (!options.rate.empty()) format.rate = ParseRate("--rate", options.rate);
 
+  const bool png = options.size.empty() && Extension(name) == "png";
+  if (options.start && !png) throw UsageError(kStartNeedsNumbers);
   if (!options.size.empty()) return OpenRawAs(name, options, format);
-  const bool png = Extension(name) == "png";
   if (!options.rate.empty() && !png) throw UsageError("--rate is for raw frames and PNG only");
   if (!options.layout.empty()) throw UsageError("--layout needs --size");
   if (name.starts_with(kTestCardPrefix)) return OpenTestCard(name, format.field_order);
-  if (png) return OpenPng(name, format, options.alpha);
+  if (png) return OpenPng(PictureFiles(name, options.start), format, options.alpha);
   if (options.alpha) throw UsageError("--alpha: Y4M input has no alpha plane");
   return OpenY4m(name, options.field_order);
 }

@@ -15,6 +15,7 @@ struct InputOptions {
   std::string layout;                     // of raw frames
   std::optional<FieldOrder> field_order;  // in place of what the input says
   bool alpha = false;                     // keep the alpha plane: frames are BGRA
+  std::optional<int64_t> start = {};      // number of the first of numbered pictures
 };
 
 // testcard:WxH@RATE[:FRAMES], NAME.png or NAME_%04d.png, raw frames if a size is given, else Y4M

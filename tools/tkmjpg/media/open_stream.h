@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,9 +20,13 @@ struct StreamInput {
   std::vector<std::string> Problems() const;
 };
 
+struct StreamOptions {
+  bool pairs = false;                 // two images without field codes make a frame
+  std::optional<int64_t> start = {};  // number of the first of numbered pictures
+};
+
 // An AVI file, images back to back, one JPEG file or a numbered sequence; "-" is standard input.
-// `pairs`: two images without field codes make a frame.
-StreamInput OpenStream(const std::string& path, bool pairs);
+StreamInput OpenStream(const std::string& path, const StreamOptions& options);
 
 // Whether `path` holds compressed frames, judged by its first bytes, or its name if it is numbered.
 bool IsStream(const std::string& path);

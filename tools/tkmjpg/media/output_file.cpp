@@ -6,6 +6,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <utility>
 
 #include "tools/tkmjpg/error.h"
 
@@ -13,6 +16,19 @@ namespace tkmjpg::tool {
 namespace {
 
 constexpr size_t kGather = 256 * 1024;  // smaller writes are gathered up to this
+
+namespace fs = std::filesystem;
+
+// Where symbolic links lead, also if nothing is there yet.
+std::string BehindLinks(const std::string& name) {
+  constexpr int kMostLinks = 40;  // as the system allows
+  fs::path path = name;
+  std::error_code error;
+  for (int i = 0; i < kMostLinks && fs::is_symlink(path, error); ++i) {
+    path = path.parent_path() / fs::read_symlink(path, error);
+  }
+  return path.string();
+}
 
 }  // namespace
 
@@ -28,15 +44,31 @@ OutputFile::OutputFile(const std::string& path, Overwrite overwrite) : name_(pat
     OpenTemporary(overwrite);
   }
   if (descriptor_ < 0) Fail();
+  if (isatty(descriptor_) != 0) {
+    close(std::exchange(descriptor_, -1));
+    throw UsageError(name_ + ": is a terminal; name a file or a pipe");
+  }
 }
 
 void OutputFile::OpenTemporary(Overwrite overwrite) {
   if (overwrite == Overwrite::kRefuse && access(name_.c_str(), F_OK) == 0) {
     throw UsageError(name_ + ": exists; --force replaces it");
   }
-  temporary_ = name_ + "." + std::to_string(getpid()) + ".part";
-  descriptor_ = open(temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (descriptor_ < 0) temporary_.clear();
+  final_ = BehindLinks(name_);
+  std::error_code ignored;
+  if (fs::is_symlink(final_, ignored)) {  // links in a circle
+    errno = ELOOP;
+    return;
+  }
+  struct stat old {};
+  const bool replaces = stat(final_.c_str(), &old) == 0;
+  const mode_t mode = replaces ? old.st_mode & 0777 : 0666;
+  const std::string path = final_ + "." + std::to_string(getpid()) + ".part";
+  descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+  if (descriptor_ < 0) return;
+  temporary_ = path;
+  // The umask may have taken bits away that the old file has. Some file systems know no modes.
+  if (replaces) static_cast<void>(fchmod(descriptor_, mode));
 }
 
 OutputFile::~OutputFile() {
@@ -87,7 +119,7 @@ void OutputFile::Finish() {
   descriptor_ = -1;
   if (closed != 0) Fail();
   if (temporary_.empty()) return;
-  if (rename(temporary_.c_str(), name_.c_str()) != 0) Fail();
+  if (rename(temporary_.c_str(), final_.c_str()) != 0) Fail();
   temporary_.clear();
 }
 

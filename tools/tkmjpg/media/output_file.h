@@ -13,7 +13,8 @@ enum class Overwrite { kRefuse, kReplace };
 class OutputFile {
  public:
   // "-" is standard output. What exists and is no regular file (a pipe, /dev/null) is written as it
-  // is. Throws UsageError if `path` exists and must not be replaced.
+  // is; symbolic links are followed, and a file that is replaced leaves its mode. Throws UsageError
+  // if `path` exists and must not be replaced, or is a terminal.
   OutputFile(const std::string& path, Overwrite overwrite);
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
@@ -34,6 +35,7 @@ class OutputFile {
   [[noreturn]] void Fail() const;
 
   std::string name_;
+  std::string final_;      // where symbolic links lead
   std::string temporary_;  // empty when written in place
   int descriptor_ = -1;
   uint64_t size_ = 0;

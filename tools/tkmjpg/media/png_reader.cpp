@@ -3,12 +3,11 @@
 #include <png.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "tkmjpg.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/input_file.h"
-#include "tools/tkmjpg/media/sequence_name.h"
+#include "tools/tkmjpg/media/picture_files.h"
 #include "tools/tkmjpg/media/video_text.h"
 
 namespace tkmjpg::tool {
@@ -48,25 +47,24 @@ class PngImage {
 
 class PngReader : public FrameReader {
  public:
-  PngReader(const std::string& pattern, const VideoFormat& format, bool alpha)
-      : names_(pattern), format_(format), alpha_(alpha) {
-    if (names_.IsNumbered() && !std::filesystem::exists(names_.Name(0))) number_ = 1;
+  PngReader(const PictureFiles& files, const VideoFormat& format, bool alpha)
+      : files_(files), format_(format), alpha_(alpha) {
+    const std::string name = files_.Name(0);
     Bytes first;
-    ReadWholeFile(names_.Name(number_), first);
-    const PngImage image(names_.Name(number_), first.data(), first.size());
-    CheckPictureSize(names_.Name(number_), image.Width(), image.Height());
+    ReadWholeFile(name, first);
+    const PngImage image(name, first.data(), first.size());
+    CheckPictureSize(name, image.Width(), image.Height());
     format_.width = static_cast<int>(image.Width());
     format_.height = static_cast<int>(image.Height());
-    while (Exists(number_ + count_)) ++count_;
   }
 
   const VideoFormat& Format() const override { return format_; }
-  int64_t FrameCount() const override { return count_; }
+  int64_t FrameCount() const override { return files_.Count(); }
 
   // The file's name and a 0 byte, for messages, then the file.
   bool Read(Bytes& raw) override {
-    if (frame_ == count_) return false;
-    const std::string name = names_.Name(number_ + frame_++);
+    if (frame_ == files_.Count()) return false;
+    const std::string name = files_.Name(frame_++);
     Bytes file;
     ReadWholeFile(name, file);
     raw.assign(name.begin(), name.end());
@@ -91,23 +89,17 @@ class PngReader : public FrameReader {
   }
 
  private:
-  bool Exists(int64_t number) const {
-    return names_.IsNumbered() ? std::filesystem::exists(names_.Name(number)) : number == number_;
-  }
-
-  SequenceName names_;
+  PictureFiles files_;
   VideoFormat format_;
   bool alpha_;
-  int64_t number_ = 0;  // of the first picture
-  int64_t count_ = 0;
   int64_t frame_ = 0;
 };
 
 }  // namespace
 
-std::unique_ptr<FrameReader> OpenPng(const std::string& pattern, const VideoFormat& format,
+std::unique_ptr<FrameReader> OpenPng(const PictureFiles& files, const VideoFormat& format,
                                      bool alpha) {
-  return std::make_unique<PngReader>(pattern, format, alpha);
+  return std::make_unique<PngReader>(files, format, alpha);
 }
 
 }  // namespace tkmjpg::tool

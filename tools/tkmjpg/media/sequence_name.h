@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace tkmjpg::tool {
 
@@ -14,7 +15,12 @@ class SequenceName {
   bool IsNumbered() const { return numbered_; }
   std::string Name(int64_t number) const;
 
+  // The numbers of the files that there are, in order. Empty if the name is not numbered.
+  std::vector<int64_t> Existing() const;
+
  private:
+  std::string Digits(int64_t number) const;
+
   std::string before_, after_;
   bool numbered_ = false;
   bool zeros_ = false;

@@ -1,7 +1,7 @@
 // Ctrl-C. The first one lets the work end cleanly at the next frame, the second ends it at once.
 #pragma once
 
-#include <exception>
+#include <stdexcept>
 
 namespace tkmjpg::tool {
 
@@ -10,12 +10,12 @@ void CatchInterrupts();
 bool Interrupted();
 
 // Leaves a command that has nothing worth keeping; unfinished outputs go with it.
-struct Interruption : std::exception {
-  const char* what() const noexcept override { return "interrupted"; }
+struct Interruption : std::runtime_error {
+  using std::runtime_error::runtime_error;
 };
 
 inline void StopIfInterrupted() {
-  if (Interrupted()) throw Interruption();
+  if (Interrupted()) throw Interruption("interrupted");
 }
 
 }  // namespace tkmjpg::tool

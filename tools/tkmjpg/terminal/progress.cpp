@@ -6,6 +6,8 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "tools/tkmjpg/terminal/printable.h"
+
 namespace tkmjpg::tool {
 namespace {
 
@@ -62,7 +64,8 @@ void Progress::Summarise(const std::string& name) {
   if (verbosity_ == Verbosity::kQuiet) return;
   const double frames = static_cast<double>(std::max(frames_, int64_t{1}));
   std::fprintf(stderr, "%s: %" PRId64 " frames, %" PRIu64 " bytes, %.3f bits per pixel, %.1f fps\n",
-               name.c_str(), frames_, bytes_, static_cast<double>(bytes_) * 8 / frames / pixels_,
+               Printable(name).c_str(), frames_, bytes_,
+               static_cast<double>(bytes_) * 8 / frames / pixels_,
                static_cast<double>(frames_) / Seconds());
 }
 
