@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "encoder/entropy_output.h"
 #include "encoder/coefficients_to_bits.h"
+#include "encoder/entropy_output.h"
 #include "frame/stream_format.h"
 #include "tools/tkmjpg/streams/coefficient_reader.h"
 
