@@ -102,9 +102,11 @@ void RegisterCropped(CpuRung rung) {
 [[maybe_unused]] const bool kRegistered = [] {
   ForEachRung(RegisterCropped);
   for (const uint32_t fourcc : {TKMJPG_YUY2, TKMJPG_BGR3}) {
-    for (const auto& [width, height] : {std::pair(720, 576), std::pair(1920, 1080)}) {
+    for (const auto& size : {std::pair(720, 576), std::pair(1920, 1080)}) {
       for (const int quality : {50, 75, 90}) {
-        ForEachRung([&](CpuRung rung) { RegisterFrames({rung, width, height, quality, fourcc}); });
+        ForEachRung([&](CpuRung rung) {
+          RegisterFrames({rung, size.first, size.second, quality, fourcc});
+        });
       }
     }
   }

@@ -49,6 +49,7 @@ class AviBytes {
 
 std::vector<Bytes> SomeFrames(int count) {
   std::vector<Bytes> frames;
+  frames.reserve(count);
   for (int i = 0; i < count; ++i) {
     frames.emplace_back(i % 7 == 3 ? 0 : 100 + 37 * i % 901, static_cast<uint8_t>(i + 1));
   }

@@ -32,7 +32,7 @@ constexpr struct {
     {Kind::kCentred, 0, "Baseline JPEG 4:2:2, every frame a key frame", 10, 18, 190, 10},
     {Kind::kCentred, 0, "The same bytes and pixels on every machine", 10, 28, 190, 10},
     {Kind::kRight, 0, "Release: ", 50, 48, 50, 15},
-    {Kind::kLabel, 0, "3.2.16408", 100, 48, 50, 15},
+    {Kind::kLabel, 0, TKMJPG_VERSION, 100, 48, 50, 15},
     {Kind::kFrame, 0, "", 5, 65, 200, 45},
     {Kind::kLabel, 0, " Encoder", 10, 60, 35, 10},
     {Kind::kCheckBox, 210, "OpenDML Size only", 10, 75, 90, 10},

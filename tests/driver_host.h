@@ -89,9 +89,11 @@ inline std::vector<uint8_t> Picture(int size) {
 
 // A parameter of a message: a number or an address.
 struct Param {
+  // NOLINTBEGIN(google-explicit-constructor): a message is sent with whatever it takes.
   Param(intptr_t number) : value(number) {}
   Param(const void* address) : value(reinterpret_cast<intptr_t>(address)) {}
   Param(const GuardedHeader& header) : Param(header.get()) {}
+  // NOLINTEND(google-explicit-constructor)
   intptr_t value;
 };
 

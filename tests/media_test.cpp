@@ -94,7 +94,7 @@ TEST(PackPlanar, ChromaLiesWhereItsSitingSays) {
     const PlanarFormat format{2, kHeight, Chroma::k420, c.lines, c.interlaced, false};
     Bytes planes(PlanarSize(format), 99), packed(kHeight * 4);
     for (int row = 0; row < kHeight / 2; ++row) {
-      const double line = 4 * (row / 2) + row % 2 * c.odd;
+      const int line = 4 * (row / 2) + row % 2 * c.odd;
       planes[kHeight * 2 + row] = static_cast<uint8_t>(20 + 8 * (line + c.cb));
       planes[kHeight * 2 + kHeight / 2 + row] = static_cast<uint8_t>(40 + 8 * (line + c.cr));
     }

@@ -7,10 +7,11 @@
 
 #include "cpu/cpu_rung.h"
 #include "tests/command_runner.h"
+#include "tkmjpg_version.h"
 
 namespace {
 
-constexpr char kIdentity[] = "Motion-JPEG (MJPG_Tarnwick Video V3.2.16408)\n";
+constexpr char kIdentity[] = "Motion-JPEG (MJPG_Tarnwick Video V" TKMJPG_VERSION ")\n";
 
 class SettingsCommand : public CommandTest {
  protected:

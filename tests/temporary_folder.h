@@ -1,8 +1,7 @@
 // A folder that is gone with the test.
 #pragma once
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 

@@ -11,7 +11,7 @@
 #include "cpu/cpu_rung.h"
 #include "driver/instance.h"
 #include "driver/stored_settings.h"
-#include "frame/options.h"
+#include "driver/options.h"
 #include "platform/host_services.h"
 #include "registration.h"
 

@@ -108,7 +108,11 @@ no_aligned_wide_moves() {
   ! objdump -d "$dll" | grep -E 'vmov(dqa|dqa32|dqa64|aps|apd|ntdq|ntps) .*%[yz]mm.*\(|vmov(dqa|dqa32|dqa64|aps|apd) .*\(.*%[yz]mm'
 }
 
-version_is_told() { grep -qaP "P\0r\0o\0d\0u\0c\0t\0V\0e\0r\0s\0i\0o\0n\0" "$dll"; }
+# Texts there have 16 bits a character.
+version_is_told() {
+  grep -qaP "P\0r\0o\0d\0u\0c\0t\0V\0e\0r\0s\0i\0o\0n\0" "$dll" &&
+    grep -qaP "$(sed 's/./[&]\\0/g' <<<"$version")" "$dll"
+}
 
 test_build() {
   dll=build/windows$bits/src/tkmjpg32.dll

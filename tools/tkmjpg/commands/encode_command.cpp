@@ -139,6 +139,7 @@ class EncodeRun {
   // At a fixed quality no frame depends on another one.
   void CodeAtOnce() {
     std::vector<Worker> workers;
+    workers.reserve(options_.threads);
     for (int i = 0; i < options_.threads; ++i) workers.emplace_back(reader_->Format(), settings_);
     RunOrdered<Frame>(
         options_.threads, [&](Frame& frame) { return Read(frame); },

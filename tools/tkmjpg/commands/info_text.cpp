@@ -24,7 +24,7 @@ std::string FieldCodes(const FrameAnalysis& frame) {
 }
 
 std::string ImageSizes(const FrameAnalysis& frame) {
-  const std::string text = Size(frame.images[0]);
+  std::string text = Size(frame.images[0]);
   if (!frame.IsFieldPair()) return text;
   const std::string second = Size(frame.images[1]);
   if (text == second) return "2 of " + text;
