@@ -70,6 +70,17 @@ TEST(LosslessRecode, GoesOnBehindARestart) {
   EXPECT_TRUE(std::equal(mcus.begin() + 2, mcus.end(), wanted.begin() + 2));
 }
 
+// Words of padding are no damage, more is: the scan may have been read with the wrong tables.
+TEST(LosslessRecode, NothingIsLeftOver) {
+  const Bytes own = Reshape(Encode(0), kShapes[2]);
+  for (const size_t more : {3U, 4U}) {
+    const Bytes longer = Insert(own, own.size() - 2, Bytes(more, 0));
+    const std::string damage = RecodeFrame(longer, AnalyseFrame(longer)).damage;
+    EXPECT_EQ(damage.find("4 bytes of entropy-coded data left over"), more == 4 ? 0 : damage.npos);
+    EXPECT_EQ(damage.empty(), more == 3);
+  }
+}
+
 TEST(LosslessRecode, AnyBytesGiveADecodableFrame) {
   std::minstd_rand random(7);
   for (const Shape& shape : kShapes) {

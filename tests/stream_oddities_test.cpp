@@ -56,6 +56,17 @@ struct Parts {
 
 Bytes Junk(uint8_t table) { return Bytes{0xFF, kDqt, 0, 67, table} + Bytes(64, 77); }
 
+Bytes StandardTables() {
+  return Dht(0x00, kDcLumaSpec) + Dht(0x10, kAcLumaSpec) + Dht(0x01, kDcChromaSpec) +
+         Dht(0x11, kAcChromaSpec);
+}
+
+void SwapNumbers(Parts& image) {
+  image.PutFirst(Dht(0x01, kDcLumaSpec) + Dht(0x11, kAcLumaSpec) + Dht(0x00, kDcChromaSpec) +
+                 Dht(0x10, kAcChromaSpec));
+  image.segments.back() = Set(image.segments.back(), 5, {0, 0x11, 1, 0x00, 2, 0x00});
+}
+
 constexpr Shape kPlain = {"", 1, 1, false, {0, 1, 1}, 0}, kOwn = {"", 1, 1, true, {0, 1, 1}, 0},
                 kTall = {"", 1, 2, true, {0, 1, 1}, 0}, kRestarts = {"", 1, 1, false, {0, 1, 1}, 2},
                 kOften = {"", 1, 1, false, {0, 1, 1}, 1},
@@ -98,11 +109,10 @@ const struct Oddity {
        b.TakeTables();
        a.PutFirst(tables + Bytes{0xFF, kEoi, 0xFF, kSoi});
      }},
-    {"tables in an image of their own before each image", kOwn, kPlain,
+    {"tables in an image of their own before each image", kPlain, kPlain,
      [](Parts& a, Parts& b) {
        a.PutFirst(a.TakeTables() + Bytes{0xFF, kEoi, 0xFF, kSoi});
-       b.PutFirst(Dht(0x00, kDcLumaSpec) + Dht(0x10, kAcLumaSpec) + Dht(0x01, kDcChromaSpec) +
-                  Dht(0x11, kAcChromaSpec) + Bytes{0xFF, kEoi, 0xFF, 0xFF, kSoi});
+       b.PutFirst(StandardTables() + Bytes{0xFF, kEoi, 0xFF, 0xFF, kSoi});
      }},
     {"tables after the frame header", kOwn, kOwn,
      [](Parts& a, Parts& b) {
@@ -128,10 +138,19 @@ const struct Oddity {
      }},
     {"standard tables under swapped numbers, of image 1", kPlain, kPlain,
      [](Parts& a, Parts& b) {
-       a.PutFirst(Dht(0x01, kDcLumaSpec) + Dht(0x11, kAcLumaSpec) + Dht(0x00, kDcChromaSpec) +
-                  Dht(0x10, kAcChromaSpec));
-       for (Parts* image : {&a, &b}) {
-         image->segments.back() = Set(image->segments.back(), 5, {0, 0x11, 1, 0x00, 2, 0x00});
+       SwapNumbers(a);
+       SwapNumbers(b);
+       b.Drop(kDht);
+     }},
+    {"standard tables under swapped numbers, then under their own", kPlain, kPlain,
+     [](Parts& a, Parts& b) {
+       SwapNumbers(a);
+       b.PutFirst(StandardTables());
+     }},
+    {"numbers of quantisation tables that are not there", kPlain, kOwn,
+     [](Parts& a, Parts&) {
+       for (Bytes& s : a.segments) {
+         if (s[1] == kSof0) s = Set(s, 12, {2, 1, 0x11, 3, 2, 0x11, 3});
        }
      }},
 };
@@ -145,6 +164,17 @@ Bytes Make(const Oddity& oddity, const Bytes& source) {
 }
 
 constexpr Call kPicture = {kYuYv, kWidth, kHeight};
+
+// Whether each image is complete in itself, for readers that know of no other one.
+void ExpectImagesApart(const Bytes& repaired, const Bytes& source) {
+  const FrameAnalysis frame = AnalyseFrame(repaired), wanted = AnalyseFrame(source);
+  for (size_t i = 0; i < 2; ++i) {
+    const Bytes alone = Slice(repaired, frame.images[i].begin, frame.images[i].end);
+    EXPECT_EQ(AnalyseImage(alone, 0).huffman, HuffmanTables::kStandard);
+    EXPECT_EQ(AnalyseImage(alone, 0).quant.values[1], wanted.images[i].quant.values[1]);
+    EXPECT_TRUE(Coefficients(alone) == Coefficients(source, wanted.images[i].begin));
+  }
+}
 
 TEST(StreamOddities, DecodeToTheSamePixels) {
   for (const uint32_t mode : {0U, 5U}) {
@@ -164,6 +194,7 @@ TEST(StreamOddities, DecodeToTheSamePixels) {
         EXPECT_TRUE(Decompress(repaired.stream, kPicture) == wanted);
         EXPECT_EQ(ComparePictures(odd, repaired.stream), "");
         EXPECT_EQ(RepairFrame(repaired.stream, huffman).stream, repaired.stream);
+        if (huffman == HuffmanRepair::kAdd) ExpectImagesApart(repaired.stream, source);
       }
     }
   }
@@ -171,14 +202,32 @@ TEST(StreamOddities, DecodeToTheSamePixels) {
 
 // Tables that were inherited from an image without a scan outlive it.
 TEST(StreamOddities, TablesOfAnImageThatIsDropped) {
-  const Bytes source = Encode(Mode(5)), other = Reshape(source, AnalyseImage(source, 0), kOwn);
-  Parts image = Parts::Of(other), headers = image;
-  headers.Drop(kSos);
-  headers.scan = {0xFF, kEoi};
-  image.TakeTables();
-  const RepairedFrame repaired =
-      RepairFrame(headers.Joined() + image.Joined(), HuffmanRepair::kAdd);
-  EXPECT_TRUE(Decompress(repaired.stream, kPicture) == Decompress(source, kPicture));
+  const Bytes source = Encode(Mode(5)), wanted = Decompress(source, kPicture);
+  const auto apart = [&](const Shape& shape, const Bytes& tables) {
+    Parts image = Parts::Of(Reshape(source, AnalyseImage(source, 0), shape)), headers = image;
+    headers.Drop(kSos);
+    headers.PutFirst(tables);
+    headers.scan = {0xFF, kEoi};
+    image.TakeTables();
+    return headers.Joined() + image.Joined();
+  };
+  EXPECT_TRUE(Decompress(RepairFrame(apart(kOwn, {}), HuffmanRepair::kAdd).stream, kPicture) ==
+              wanted);
+  Parts swapped = Parts::Of(source);
+  SwapNumbers(swapped);
+  const Bytes pair = swapped.Joined() + apart(kPlain, StandardTables());
+  EXPECT_EQ(ComparePictures(pair, RepairFrame(pair, HuffmanRepair::kRemove).stream), "");
+}
+
+// A pair is coded again as a whole or not at all: the other image may need the tables.
+TEST(StreamOddities, PairWithAnImageThatIsRefused) {
+  Bytes pair = Make(kOddities[0], Encode(TKMJPG_C_FIELDS));
+  pair[FindMarker(pair, kSof0, AnalyseFrame(pair).images[1].begin) + 11] = 0x22;
+  for (const auto huffman : {HuffmanRepair::kAdd, HuffmanRepair::kRemove}) {
+    const RepairedFrame repaired = RepairFrame(pair, huffman);
+    EXPECT_FALSE(repaired.recoded);
+    EXPECT_EQ(ComparePictures(pair, repaired.stream), "");
+  }
 }
 
 TEST(StreamOddities, AnImageThatWouldBeReadWithAnothersHeaderIsRefused) {
