@@ -39,7 +39,8 @@ void FillBlock(std::array<int16_t, 64>& block, Spectrum spectrum, std::mt19937& 
     if (spectrum == Spectrum::kSmall) block[k] = within(6);
     if (spectrum == Spectrum::kLong && chance < 3) block[k] = within(1023);
     // Some blocks end just before and after the first coefficient of frequency 4.
-    if (spectrum == Spectrum::kLow && k < 12 && chance < 8) block[k] = within(1023);
+    if (spectrum == Spectrum::kLow && k < 12 && chance < 16)
+      block[k] = within(chance < 2 ? 1023 : 3);
     if (spectrum == Spectrum::kWild) block[k] = within(1 << chance % 10);
   }
 }
