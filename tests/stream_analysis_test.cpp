@@ -1,9 +1,10 @@
-// What is told of a frame from its markers, and frames mended by it.
+// What is told of a frame from its markers, and frames fixed by it.
 #include "tools/tkmjpg/streams/stream_analysis.h"
 
 #include <gtest/gtest.h>
 
 #include "tests/frame_calls.h"
+#include "tools/tkmjpg/streams/quality_estimate.h"
 #include "tools/tkmjpg/streams/stream_repair.h"
 
 namespace tkmjpg::tool {
@@ -34,8 +35,8 @@ TEST(StreamAnalysis, SoundFrames) {
         EXPECT_EQ(frame.images.back().end, stream.size());
         for (const ImageAnalysis& image : frame.images) {
           EXPECT_EQ(image.mode, static_cast<int>(mode));
-          EXPECT_EQ(image.quality, quality);
-          EXPECT_TRUE(image.quality_exact);
+          EXPECT_EQ(FindNearestQuality(image).quality, quality);
+          EXPECT_TRUE(FindNearestQuality(image).exact);
           EXPECT_EQ(image.width, kWidth);
           EXPECT_EQ(image.sampling, "4:2:2");
           EXPECT_EQ(image.sizes.has_value(), mode == 0 || mode == 3);
@@ -114,10 +115,10 @@ TEST(StreamRepair, MendsAndDrops) {
   const Bytes sound = Encode(kTables);
   const size_t tag = Find(sound, {'A', 'V', 'I', '1'});
   const Bytes damaged = Bytes{1, 2, 3} + Set(sound, tag + 6, {1}) + Bytes(5, 0);
-  const RepairedFrame mended = RepairFrame(damaged, HuffmanRepair::kAdd);
-  EXPECT_EQ(mended.stream, sound);
-  EXPECT_TRUE(mended.sizes_mended);
-  EXPECT_EQ(mended.bytes_dropped, 8U);
+  const RepairedFrame fixed = RepairFrame(damaged, HuffmanRepair::kAdd);
+  EXPECT_EQ(fixed.stream, sound);
+  EXPECT_TRUE(fixed.sizes_fixed);
+  EXPECT_EQ(fixed.bytes_dropped, 8U);
 
   const RepairedFrame completed = RepairFrame(Head(sound, sound.size() - 200), HuffmanRepair::kAdd);
   EXPECT_TRUE(completed.completed);

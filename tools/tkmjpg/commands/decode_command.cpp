@@ -22,9 +22,10 @@ constexpr char kFooter[] =
     "stream does not reach are black. Field pairs are interleaved, the first image on lines 1, 3,\n"
     "5 and so on, counted from 0.\n"
     "\n"
-    "4:2:2 frames of other writers (MCUs of another size, Huffman tables of their own) are "
-    "decoded\n"
-    "too: they are recoded in memory first, without loss.\n"
+    "4:2:2 frames of other writers (MCUs of another size, Huffman tables of their own, tables "
+    "that\n"
+    "one image of a field pair takes from the other) are decoded too: they are recoded in memory\n"
+    "first, without loss.\n"
     "\n"
     "Frames count from 0 in messages. Exit code: 0 done, 1 bad input or an output that cannot be\n"
     "written, 2 bad usage.";

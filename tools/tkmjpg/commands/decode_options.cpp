@@ -3,18 +3,16 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <thread>
 
 #include "tkmjpg.h"
 #include "tools/tkmjpg/commands/film_input.h"
+#include "tools/tkmjpg/commands/threads_option.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/terminal/printable.h"
 #include "tools/tkmjpg/terminal/progress.h"
 
 namespace tkmjpg::tool {
 namespace {
-
-constexpr int kMaxThreads = 256;
 
 // "A:B", "A:", ":B" or "A", frames from 0, both ends included.
 void ParseFrames(const std::string& text, FilmSettings& settings) {
@@ -87,10 +85,7 @@ void AddDecodeOptions(const Command& command, DecodeOptions& o) {
 }
 
 void AddRunOptions(const Command& command, DecodeOptions& o) {
-  o.threads = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMaxThreads);
-  command.Add("--threads", o.threads, "frames decoded at once; the pixels are the same")
-      .ShowDefault()
-      .Within(1, kMaxThreads);
+  AddThreadsOption(command, o.threads, "frames decoded at once; the pixels are the same");
   command.AddFlag("--keep-going", o.keep_going,
                   "where a frame cannot be decoded, repeat the one before it; of a damaged input "
                   "keep the frames before");

@@ -5,13 +5,13 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "tools/tkmjpg/commands/frame_encoder.h"
 #include "tools/tkmjpg/commands/ordered_pipeline.h"
 #include "tools/tkmjpg/commands/stream_options.h"
+#include "tools/tkmjpg/commands/threads_option.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/open_input.h"
 #include "tools/tkmjpg/media/open_output.h"
@@ -21,8 +21,6 @@
 
 namespace tkmjpg::tool {
 namespace {
-
-constexpr int kMaxThreads = 256;
 
 constexpr char kFooter[] =
     "INPUT is a Y4M file (4:2:0, 4:2:2, 4:4:4 or mono, 8 bits; - is standard input), a PNG\n"
@@ -269,10 +267,7 @@ void AddCodingOptions(const Command& command, EncodeOptions& o) {
 }
 
 void AddRunOptions(const Command& command, EncodeOptions& o) {
-  o.threads = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMaxThreads);
-  command.Add("--threads", o.threads, "frames coded at once; the bytes are the same")
-      .ShowDefault()
-      .Within(1, kMaxThreads);
+  AddThreadsOption(command, o.threads, "frames coded at once; the bytes are the same");
   command.AddFlag("--keep-going", o.keep_going, "of a damaged input keep the frames before");
   command.AddFlag("-f,--force", o.force, "replace an output that exists");
   command.AddFlag("-q,--quiet", o.quiet, "print nothing but errors");

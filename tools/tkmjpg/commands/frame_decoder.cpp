@@ -11,7 +11,7 @@
 namespace tkmjpg::tool {
 namespace {
 
-// Whether a sound image of this shape writes all the lines that are its share.
+// Whether an undamaged image of this shape writes all the lines that are its share.
 bool Covers(const ImageAnalysis& image, int width, int height, bool fields) {
   const int lines = fields ? 2 * std::min(image.height, height / 2) : image.height;
   return image.width >= width && lines >= height && image.restart_interval.value_or(0) == 0;
@@ -31,6 +31,7 @@ std::string DamageOf(const FrameAnalysis& frame) {
   for (size_t i = 0; i < frame.images.size() && i < 2; ++i) {
     if (!frame.images[i].problem.empty()) return frame.images[i].problem;
   }
+  if (frame.IsFieldPair() && frame.images[1].sof != 0) return RefusalOf(frame.images[1]);
   return {};
 }
 

@@ -6,6 +6,7 @@
 #include "tools/tkmjpg/commands/info_report.h"
 #include "tools/tkmjpg/commands/stream_options.h"
 #include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/streams/quality_estimate.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -38,10 +39,11 @@ FilmFacts FactsOf(const FilmInput& film, const std::string& name) {
 }
 
 void AddQuality(FilmSummary& summary, const ImageAnalysis& image) {
-  if (image.quality == 0) return;
-  if (summary.lowest_quality == 0) summary.lowest_quality = image.quality;
-  summary.lowest_quality = std::min(summary.lowest_quality, image.quality);
-  summary.highest_quality = std::max(summary.highest_quality, image.quality);
+  const int quality = FindNearestQuality(image).quality;
+  if (quality == 0) return;
+  if (summary.lowest_quality == 0) summary.lowest_quality = quality;
+  summary.lowest_quality = std::min(summary.lowest_quality, quality);
+  summary.highest_quality = std::max(summary.highest_quality, quality);
 }
 
 void Add(FilmSummary& summary, const FrameAnalysis& frame) {

@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "tools/tkmjpg/commands/info_report.h"
+#include "tools/tkmjpg/streams/quality_estimate.h"
 #include "tools/tkmjpg/terminal/print.h"
 #include "tools/tkmjpg/terminal/printable.h"
 
@@ -53,6 +54,7 @@ std::string QuantTablesOf(const ImageAnalysis& image) {
 }
 
 std::string ImageObject(const ImageAnalysis& image, bool in_full) {
+  const NearestQuality nearest = FindNearestQuality(image);
   Object object;
   object.Int("offset", image.begin)
       .Int("bytes", image.data_end - image.begin)
@@ -62,8 +64,8 @@ std::string ImageObject(const ImageAnalysis& image, bool in_full) {
       .Text("sampling", image.sampling)
       .Int("mode", image.mode)
       .Text("huffman", HuffmanName(image.huffman))
-      .Int("quality", image.quality)
-      .Bool("quality_exact", image.quality_exact)
+      .Int("quality", nearest.quality)
+      .Bool("quality_exact", nearest.exact)
       .Bool("complete", image.complete);
   if (!image.other_shape.empty()) object.Text("other_shape", image.other_shape);
   if (image.field_code) object.Int("field_code", *image.field_code);

@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "tools/tkmjpg/commands/info_report.h"
+#include "tools/tkmjpg/streams/quality_estimate.h"
 #include "tools/tkmjpg/terminal/print.h"
 #include "tools/tkmjpg/terminal/printable.h"
 
@@ -33,9 +34,10 @@ std::string ImageSizes(const FrameAnalysis& frame) {
 std::string Quality(const FrameAnalysis& frame) {
   std::string text;
   for (const ImageAnalysis& image : frame.images) {
-    const char* const form = image.quality == 0 ? "-" : image.quality_exact ? "%d" : "~%d";
+    const NearestQuality nearest = FindNearestQuality(image);
+    const char* const form = nearest.quality == 0 ? "-" : nearest.exact ? "%d" : "~%d";
     char one[16];
-    std::snprintf(one, sizeof one, form, image.quality);
+    std::snprintf(one, sizeof one, form, nearest.quality);
     if (text == one) continue;
     if (!text.empty()) text += '+';
     text += one;
@@ -105,7 +107,7 @@ class TextReport : public InfoReport {
           static_cast<long long>(s.pairs), static_cast<long long>(s.alphas),
           static_cast<long long>(s.repeats), static_cast<long long>(s.with_problems));
     if (s.recodable > 0) {
-      Print("%lld to be recoded without loss ahead of decoding: %s\n",
+      Print("%lld to be recoded without loss before decoding: %s\n",
             static_cast<long long>(s.recodable), s.other_shape.c_str());
     }
     for (const std::string& line : anomalies_) Print("%s\n", Printable(line).c_str());
@@ -161,6 +163,7 @@ std::string FieldOrderName(FieldOrder order) {
 
 std::string HuffmanName(HuffmanTables tables) {
   if (tables == HuffmanTables::kNone) return "none";
+  if (tables == HuffmanTables::kInherited) return "inherited";
   return tables == HuffmanTables::kStandard ? "standard" : "other";
 }
 

@@ -39,6 +39,15 @@ void ScanBits::Refill() {
   }
 }
 
+size_t ScanBits::BytesLeft() {
+  size_t bytes = 0;
+  for (Refill(); count_ >= padding_ + 8; Refill()) {
+    Skip(8);
+    ++bytes;
+  }
+  return bytes;
+}
+
 bool ScanBits::NextInterval() {
   bits_ = 0;
   count_ = padding_ = 0;
@@ -88,7 +97,19 @@ void CoefficientReader::StartMcu() {
 
 void CoefficientReader::Break() {
   broken_ = true;
-  if (!damage_) damage_ = scan_begin_ + bits_.Position();
+  Note("damaged entropy-coded data");
+}
+
+void CoefficientReader::Note(const std::string& damage) {
+  if (!damage_.empty()) return;
+  damage_ = damage + " at byte " + std::to_string(scan_begin_ + bits_.Position());
+}
+
+void CoefficientReader::Finish() {
+  constexpr size_t kPadding = 3;  // of a writer that ends on whole words
+  if (broken_) return;
+  const size_t left = bits_.BytesLeft();
+  if (left > kPadding) Note(std::to_string(left) + " bytes of entropy-coded data left over");
 }
 
 bool CoefficientReader::ReadMcu(std::vector<McuBlocks>& band, size_t mcu) {

@@ -18,7 +18,7 @@ namespace tkmjpg::tool {
 // 16 by 8 pixels: left Y, right Y, Cb, Cr; zig-zag order.
 using McuBlocks = std::array<std::array<int16_t, 64>, 4>;
 
-// Bits of entropy-coded data up to a marker; behind that, zeros.
+// Bits of entropy-coded data up to a marker; after that, zeros.
 class ScanBits {
  public:
   explicit ScanBits(std::span<const uint8_t> bytes) : bytes_(bytes) {}
@@ -37,9 +37,11 @@ class ScanBits {
     return value;
   }
 
-  bool Exhausted() const { return count_ < padding_; }  // zeros behind the end were taken
+  bool Exhausted() const { return count_ < padding_; }  // zeros after the end were taken
   size_t Position() const { return at_; }
-  // Goes behind the next restart marker; false if there is none.
+  // Bytes between the last one that was begun and the next marker.
+  size_t BytesLeft();
+  // Goes past the next restart marker; false if there is none.
   bool NextInterval();
 
  private:
@@ -47,7 +49,7 @@ class ScanBits {
   size_t at_ = 0;
   uint64_t bits_ = 0;     // from the highest bit on
   uint32_t count_ = 0;    // of them
-  uint32_t padding_ = 0;  // of these, zeros behind the end
+  uint32_t padding_ = 0;  // of these, zeros after the end
 };
 
 class CoefficientReader {
@@ -62,8 +64,12 @@ class CoefficientReader {
   // The next row of the image's own MCUs, as BandRows() x Columns() MCUs of 16 by 8.
   void ReadBand(std::vector<McuBlocks>& band);
 
-  // Where the first damage was found, from the start of the frame.
-  std::optional<size_t> Damage() const { return damage_; }
+  // After the last band: nothing may be left. Coefficients read with other tables than those they
+  // were written with do not end where the scan does.
+  void Finish();
+
+  // The first damage that was found, and at which byte of the frame; empty if there is none.
+  const std::string& Damage() const { return damage_; }
 
  private:
   struct Tables {
@@ -76,6 +82,7 @@ class CoefficientReader {
   bool ReadDc(int16_t& value, size_t component);
   bool ReadAc(std::array<int16_t, 64>& block, const HuffmanLookup& table);
   void Break();
+  void Note(const std::string& damage);
 
   std::array<ComponentShape, 3> shape_;
   std::vector<Tables> tables_;  // by component
@@ -85,7 +92,7 @@ class CoefficientReader {
   uint32_t interval_, to_go_;  // MCUs to the next restart
   std::array<int, 3> last_dc_{};
   bool broken_ = false;  // nothing more before the next restart
-  std::optional<size_t> damage_;
+  std::string damage_;
 };
 
 }  // namespace tkmjpg::tool

@@ -1,4 +1,5 @@
-// DHT segments: whether they hold the tables of ITU T.81 Annex K, and writing those.
+// The Huffman tables of an image: those of its DHT segments, of the image before, or the standard
+// ones of ITU T.81 Annex K.
 #pragma once
 
 #include <cstdint>
@@ -9,21 +10,24 @@
 
 namespace tkmjpg::tool {
 
-HuffmanTables ClassifyHuffmanTables(std::span<const uint8_t> frame,
-                                    std::span<const Segment> segments);
+HuffmanTables ClassifyHuffmanTables(std::span<const uint8_t> frame, const ImageAnalysis& image);
 
-// The tables, as DHT stores them, that the scan of an image means for a component: those that its
-// numbers say or, where no DHT defines them, the standard ones.
+// Puts the tables of a DHT segment in their slots.
+void TakeHuffmanTables(std::span<const uint8_t> frame, const Segment& segment, HuffmanSlots& slots);
+
+// The tables, as DHT stores them, that the scan of an image means for a component: those in force
+// under its numbers, else the standard ones.
 struct ComponentTables {
   std::span<const uint8_t> dc, ac;
-  bool standard = true;  // both are what Annex K has for this component
+  bool standard = true;    // both are what Annex K has for this component
+  bool inherited = false;  // both are those of the image before
 };
 ComponentTables TablesOfComponent(std::span<const uint8_t> frame, const ImageAnalysis& image,
                                   size_t component);
 
-// One DHT segment with those of the four standard tables that `segments` do not define; empty if
-// they define all four.
+// One DHT segment with those of the tables 0 and 1 that the image does not define itself: those in
+// force, else the standard ones. Empty if it defines all four.
 std::vector<uint8_t> MissingHuffmanTables(std::span<const uint8_t> frame,
-                                          std::span<const Segment> segments);
+                                          const ImageAnalysis& image);
 
 }  // namespace tkmjpg::tool

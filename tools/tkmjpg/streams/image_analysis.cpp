@@ -3,10 +3,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "frame/stream_format.h"
-#include "tools/tkmjpg/streams/huffman_lookup.h"
+#include "frame/marker_segments.h"
 #include "tools/tkmjpg/streams/huffman_tables.h"
-#include "tools/tkmjpg/streams/quality_estimate.h"
+#include "tools/tkmjpg/streams/image_shape.h"
 #include "tools/tkmjpg/streams/stream_analysis.h"
 
 namespace tkmjpg::tool {
@@ -36,7 +35,10 @@ bool IsSof(uint8_t marker) {
 
 class ImageWalk {
  public:
-  ImageWalk(Bytes frame, size_t begin) : frame_(frame) { image_.begin = begin; }
+  ImageWalk(Bytes frame, size_t begin, const ImageAnalysis* before) : frame_(frame) {
+    image_.begin = begin;
+    if (before != nullptr) Inherit(*before);
+  }
 
   ImageAnalysis Run() {
     size_t at = image_.begin + 2;
@@ -45,16 +47,24 @@ class ImageWalk {
     FinishFill();
     CheckSizeFields();
     CheckRestarts();
-    SettleShape();
-    image_.huffman = image_.scan_begin == 0 ? HuffmanTables::kNone
-                                            : ClassifyHuffmanTables(frame_, image_.segments);
+    SettleShape(frame_, image_);
+    image_.huffman = ClassifyHuffmanTables(frame_, image_);
     SettleMode();
-    SettleQuality();
     if (!image_.complete) Problem("no EOI: the image breaks off" + At(image_.data_end));
     return std::move(image_);
   }
 
  private:
+  void Inherit(const ImageAnalysis& before) {
+    image_.quant = before.quant;
+    image_.quant.inherited = before.quant.defined;
+    image_.huffman_slots = before.huffman_slots;
+    for (size_t i = 0; i < image_.huffman_slots.places.size(); ++i) {
+      image_.huffman_slots.inherited[i] = image_.huffman_slots.places[i].size != 0;
+    }
+    image_.interval_before = before.restart_interval.value_or(before.interval_before);
+  }
+
   void Problem(const std::string& text) {
     if (image_.problem.empty()) image_.problem = text;
   }
@@ -72,11 +82,22 @@ class ImageWalk {
     while (code < frame_.size() && frame_[code] == 0xFF) ++code;
     if (code >= frame_.size()) return Stop(mark);
     if (frame_[code] == 0) return code + 1;
-    if (frame_[code] == kEoi) {
-      image_.complete = true;
-      return code + 1;
-    }
-    return StepOverSegment(code);
+    if (frame_[code] != kEoi) return StepOverSegment(code);
+    if (const std::optional<size_t> next = AfterTables(code + 1)) return *next;
+    image_.complete = true;
+    return code + 1;
+  }
+
+  // An image of tables alone (ITU T.81 B.5) and the image after it count as one.
+  std::optional<size_t> AfterTables(size_t end) {
+    const bool tables = std::ranges::any_of(
+        image_.segments, [](const Segment& s) { return s.marker == kDqt || s.marker == kDht; });
+    if (!tables || image_.sof != 0 || image_.scan_begin != 0) return {};
+    size_t code = end;
+    while (code < frame_.size() && frame_[code] == 0xFF) ++code;
+    if (code == end || code >= frame_.size() || frame_[code] != kSoi) return {};
+    image_.tables_apart = true;
+    return code + 1;
   }
 
   size_t StepOverSegment(size_t code) {
@@ -100,13 +121,14 @@ class ImageWalk {
     if (segment.marker == kApp0) TakeApp0(segment, payload);
     if (segment.marker == kSos && image_.scan_begin == 0) TakeScanHeader(payload);
     if (segment.marker == kDqt) TakeQuantTables(payload);
+    if (segment.marker == kDht) TakeHuffmanTables(frame_, segment, image_.huffman_slots);
     if (segment.marker == kDri && payload.size() >= 2) {
       image_.restart_interval = static_cast<int>(Big16(payload.data()));
     }
     if (segment.marker == kCom && payload.size() >= 4) {
       dc30_ = std::memcmp(payload.data(), "DC30", 4) == 0;
     }
-    // A frame header behind the scan is damage; it comes too late for the decoder as well.
+    // A frame header after the scan is damage; it comes too late for the decoder as well.
     if (IsSof(segment.marker) && image_.scan_begin == 0) TakeFrameHeader(segment.marker, payload);
   }
 
@@ -115,8 +137,8 @@ class ImageWalk {
       image_.header = HeaderKind::kAvi1;
       image_.field_code = payload[4];
       if (payload.size() < 14) return;
-      image_.sizes =
-          SizeFields{segment.payload + 6, Big32(&payload[6]), Big32(&payload[10]), false};
+      image_.sizes = SizeFields{segment.offset + kSizeFieldsOffset, Big32(&payload[6]),
+                                Big32(&payload[10]), false};
     } else if (payload.size() >= 7 && std::memcmp(payload.data(), "JFIF", 5) == 0) {
       image_.header = HeaderKind::kJfif;
       jfif_version_ = static_cast<int>(Big16(&payload[5]));
@@ -132,6 +154,7 @@ class ImageWalk {
         image_.quant.values[slot][k] = static_cast<uint16_t>(width == 1 ? p[0] : Big16(p));
       }
       image_.quant.defined[slot] = true;
+      image_.quant.inherited[slot] = false;
       at += 1 + 64 * width;
     }
   }
@@ -155,7 +178,8 @@ class ImageWalk {
       shape.v = factors[i] & 15;
       shape.quant_table = payload[8 + 3 * i];
     }
-    image_.sampling = IsFourTwoTwo(factors) ? "4:2:2" : SamplingName(factors);
+    image_.sampling =
+        known == payload[5] ? SamplingName(factors) : std::to_string(payload[5]) + "-component";
   }
 
   void TakeScanHeader(Bytes payload) {
@@ -163,79 +187,6 @@ class ImageWalk {
       image_.shape[i].dc_table = payload[2 + 2 * i] >> 4;
       image_.shape[i].ac_table = payload[2 + 2 * i] & 15;
     }
-  }
-
-  // Chroma of half the width and the full height, in whatever size of an MCU: 2x1 1x1 1x1, 2x2 1x2
-  // 1x2 and so on, up to the ten blocks of ITU T.81 B.2.3.
-  static bool IsFourTwoTwo(const std::vector<uint8_t>& factors) {
-    if (factors.size() != 3 || factors[1] != factors[2]) return false;
-    const int h = factors[1] >> 4, v = factors[1] & 15;
-    return factors[0] == (2 * h << 4 | v) && h >= 1 && h <= 2 && v >= 1 && 4 * h * v <= 10;
-  }
-
-  void SettleShape() {
-    if (image_.sof != kSof0 || image_.precision != 8 || image_.sampling != "4:2:2") return;
-    if (image_.scan_begin == 0) return;
-    SettleSampling();
-    SettleHuffmanTables();
-    SettleQuantTables();
-  }
-
-  void Differs(const std::string& what) {
-    if (!image_.other_shape.empty()) image_.other_shape += ", ";
-    image_.other_shape += what;
-  }
-
-  void SettleSampling() {
-    if (image_.shape[0].h == 2 && image_.shape[0].v == 1) return;
-    std::string factors;
-    for (const ComponentShape& c : image_.shape) {
-      factors += ' ' + std::to_string(c.h) + "x" + std::to_string(c.v);
-    }
-    Differs("sampling" + factors);
-  }
-
-  void SettleHuffmanTables() {
-    const bool any = ClassifyHuffmanTables(frame_, image_.segments) != HuffmanTables::kNone;
-    bool standard = true, usable = true;
-    for (size_t c = 0; c < 3 && any; ++c) {
-      const ComponentTables tables = TablesOfComponent(frame_, image_, c);
-      if (tables.standard) continue;
-      standard = false;
-      usable = usable && HuffmanLookup::Make(tables.dc) && HuffmanLookup::Make(tables.ac);
-    }
-    if (!standard) Differs("Huffman tables of its own");
-    if (!usable) image_.refusal = "Huffman tables that are none";
-  }
-
-  // Numbers whose tables are not there say nothing.
-  void SettleQuantTables() {
-    const auto& [y, cb, cr] = image_.shape;
-    if (!image_.HasItsQuantTables()) return;
-    if (image_.quant.values[cb.quant_table] != image_.quant.values[cr.quant_table]) {
-      image_.refusal =
-          "Cr has a quantisation table of its own; only one for Cb and Cr can be decoded";
-    }
-    if (y.quant_table == 0 && cb.quant_table == 1 && cr.quant_table == 1) return;
-    Differs("quantisation tables " + std::to_string(y.quant_table) + " " +
-            std::to_string(cb.quant_table) + " " + std::to_string(cr.quant_table));
-  }
-
-  static std::string SamplingName(const std::vector<uint8_t>& factors) {
-    if (factors.size() == 1) return "greyscale";
-    if (factors.size() == 3 && factors[1] == 0x11 && factors[2] == 0x11) {
-      if (factors[0] == 0x11) return "4:4:4";
-      if (factors[0] == 0x21) return "4:2:2";
-      if (factors[0] == 0x22) return "4:2:0";
-      if (factors[0] == 0x12) return "4:4:0";
-      if (factors[0] == 0x41) return "4:1:1";
-    }
-    std::string name;
-    for (const uint8_t factor : factors) {
-      if (!name.empty()) name += ' ';
-      name += std::to_string(factor >> 4) + "x" + std::to_string(factor & 15);
-    }
-    return name;
   }
 
   // Entropy-coded data ends at the first marker that is no restart. In a baseline image of one
@@ -260,6 +211,10 @@ class ImageWalk {
   }
 
   void TakeRestart(uint8_t marker, size_t offset) {
+    if (!image_.restart_interval && image_.interval_before != 0) {
+      image_.restart_interval = image_.interval_before;
+      image_.inherits_restart_interval = true;
+    }
     if (image_.restart_interval.value_or(0) == 0)
       return Problem("restart without interval" + At(offset));
     const int number = marker - kRst0;
@@ -275,7 +230,7 @@ class ImageWalk {
     if (interval == 0 || !image_.complete || image_.sampling != "4:2:2") return;
     const int width = 8 * image_.shape[0].h, height = 8 * image_.shape[0].v;
     const int mcus = (image_.width + width - 1) / width * ((image_.height + height - 1) / height);
-    // A marker behind the last MCU is allowed for.
+    // A marker after the last MCU is allowed for.
     const int wanted = mcus == 0 ? 0 : (mcus - 1) / interval;
     if (restarts_ < wanted || restarts_ > wanted + 1) {
       Problem(std::to_string(restarts_) + " restarts, not " + std::to_string(wanted));
@@ -307,13 +262,6 @@ class ImageWalk {
     if (image_.header == HeaderKind::kJfif && jfif_version_ == 0x102) image_.mode = 7;
   }
 
-  void SettleQuality() {
-    if (!image_.quant.defined[0] || !image_.quant.defined[1]) return;
-    const NearestQuality nearest = FindNearestQuality(image_.quant);
-    image_.quality = nearest.quality;
-    image_.quality_exact = nearest.exact;
-  }
-
   size_t FindByte(size_t from, uint8_t value) const {
     if (from >= frame_.size()) return frame_.size();
     const void* found = std::memchr(&frame_[from], value, frame_.size() - from);
@@ -333,6 +281,8 @@ class ImageWalk {
 
 }  // namespace
 
-ImageAnalysis AnalyseImage(Bytes frame, size_t begin) { return ImageWalk(frame, begin).Run(); }
+ImageAnalysis AnalyseImage(Bytes frame, size_t begin, const ImageAnalysis* before) {
+  return ImageWalk(frame, begin, before).Run();
+}
 
 }  // namespace tkmjpg::tool

@@ -14,11 +14,12 @@ namespace tkmjpg::tool {
 
 struct RecodedFrame {
   std::vector<uint8_t> stream;
-  std::string damage;  // empty if the entropy-coded data is sound
+  std::string damage;  // empty if the entropy-coded data is undamaged
 };
 
 // `analysis` is that of `frame`, and NeedsRecoding(). Up to two images and the alpha segment are
-// kept. A JFIF header is kept as it is; other images get a long AVI1 segment with their field code.
+// kept, an image that is refused as it is. A JFIF header is kept; other images get a long AVI1
+// segment with their field code.
 RecodedFrame RecodeFrame(std::span<const uint8_t> frame, const FrameAnalysis& analysis);
 
 }  // namespace tkmjpg::tool

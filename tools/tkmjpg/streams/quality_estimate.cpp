@@ -39,11 +39,12 @@ int64_t Distance(const QuantTables& a, const TablePair& b) {
 
 }  // namespace
 
-NearestQuality FindNearestQuality(const QuantTables& tables) {
+NearestQuality FindNearestQuality(const ImageAnalysis& image) {
   NearestQuality nearest;
+  if (!image.quant.defined[0] || !image.quant.defined[1]) return nearest;
   int64_t least = INT64_MAX;
   for (int quality = 1; quality <= 100; ++quality) {
-    const int64_t distance = Distance(tables, TablesOfAllQualities()[quality]);
+    const int64_t distance = Distance(image.quant, TablesOfAllQualities()[quality]);
     if (distance >= least) continue;
     least = distance;
     nearest = {quality, distance == 0};

@@ -10,7 +10,7 @@ struct NearestQuality {
   bool exact = false;
 };
 
-// Tables 0 and 1 must be defined.
-NearestQuality FindNearestQuality(const QuantTables& tables);
+// A search; quality 0 if the image has no tables 0 and 1.
+NearestQuality FindNearestQuality(const ImageAnalysis& image);
 
 }  // namespace tkmjpg::tool

@@ -12,7 +12,7 @@ using Bytes = std::span<const uint8_t>;
 
 constexpr size_t kMaxImages = 16;  // of a frame; two make sense
 
-// Where the first image begins: behind bytes that are no 0xFF, and 0xFF fill. frame.size() if the
+// Where the first image begins: after bytes that are no 0xFF, and 0xFF fill. frame.size() if the
 // first marker is another one.
 size_t FindFirstImage(Bytes frame) {
   size_t at = 0;
@@ -48,7 +48,8 @@ class FrameWalk {
  private:
   // Returns where the next image begins, or the end.
   size_t TakeImage(size_t begin) {
-    frame_.images.push_back(AnalyseImage(bytes_, begin));
+    const ImageAnalysis* before = frame_.images.empty() ? nullptr : &frame_.images.back();
+    frame_.images.push_back(AnalyseImage(bytes_, begin, before));
     const size_t end = frame_.images.back().end;
     if (IsAlphaSegment(bytes_, end)) {
       frame_.alpha_offset = end;
@@ -62,11 +63,13 @@ class FrameWalk {
   void Judge() {
     const ImageAnalysis& first = frame_.images[0];
     frame_.refusal = RefusalOf(first);
-    if (frame_.refusal.empty() && !first.other_shape.empty() && !first.HasItsQuantTables()) {
-      frame_.refusal = "quantisation tables are missing";
+    // The decoder would take the first image's frame header for it.
+    if (frame_.refusal.empty() && frame_.IsFieldPair() && frame_.images[1].sof != kSof0 &&
+        frame_.images[1].sof != 0) {
+      frame_.refusal = "image 2: " + RefusalOf(frame_.images[1]);
     }
     if (!frame_.refusal.empty()) frame_.problems.push_back(frame_.refusal);
-    if (frame_.leading != 0) Problem(std::to_string(frame_.leading) + " bytes ahead of the image");
+    if (frame_.leading != 0) Problem(std::to_string(frame_.leading) + " bytes before the image");
     for (size_t i = 0; i < frame_.images.size(); ++i) JudgeImage(i);
     if (frame_.images.size() > 2) Problem(std::to_string(frame_.images.size()) + " images");
   }
@@ -85,7 +88,9 @@ class FrameWalk {
 
   void JudgeSecond(const ImageAnalysis& first, const ImageAnalysis& second) {
     const std::string refusal = RefusalOf(second);
-    if (!refusal.empty() && refusal != second.problem) Problem("image 2: " + refusal);
+    if (!refusal.empty() && refusal != second.problem && "image 2: " + refusal != frame_.refusal) {
+      Problem("image 2: " + refusal);
+    }
     if (first.width != second.width || first.height != second.height) {
       Problem("images of different size");
     }
@@ -130,6 +135,11 @@ bool ImageAnalysis::HasItsQuantTables() const {
   });
 }
 
+const std::array<uint16_t, 64>& ImageAnalysis::QuantStepsOf(size_t component) const {
+  if (HasItsQuantTables()) return quant.values[shape[component].quant_table];
+  return quant.values[component == 0 ? 0 : 1];
+}
+
 size_t ImageAnalysis::Mcus() const {
   return (static_cast<size_t>(width) + 15) / 16 * ((static_cast<size_t>(height) + 7) / 8);
 }
@@ -139,6 +149,14 @@ size_t ImageAnalysis::Mcus() const {
 bool ImageAnalysis::SizeIsImpossible() const {
   constexpr size_t kBelievedMcus = 1 << 17;
   return Mcus() > kBelievedMcus && Mcus() > data_end - scan_begin;
+}
+
+std::vector<const ImageAnalysis*> FrameAnalysis::Pictures() const {
+  std::vector<const ImageAnalysis*> pictures;
+  for (const ImageAnalysis& image : images) {
+    if (image.HasScan() && pictures.size() < 2) pictures.push_back(&image);
+  }
+  return pictures;
 }
 
 const std::string& FrameAnalysis::OtherShape() const {

@@ -13,12 +13,13 @@ namespace tkmjpg::tool {
 
 enum class HeaderKind { kNone, kAvi1, kJfif };
 
-enum class HuffmanTables { kNone, kStandard, kOther };
+// What DHT segments hold; kInherited: there are none, but the image before had some.
+enum class HuffmanTables { kNone, kStandard, kOther, kInherited };
 
 struct Segment {
   uint8_t marker = 0;
   size_t offset = 0;   // of its 0xFF, from the start of the frame
-  size_t payload = 0;  // of the first byte behind the length
+  size_t payload = 0;  // of the first byte after the length
   size_t end = 0;
 };
 
@@ -30,9 +31,19 @@ struct SizeFields {
   bool right = false;
 };
 
+// The tables in force when the scan begins: the image's own or else those of the image before.
 struct QuantTables {
   std::array<std::array<uint16_t, 64>, 4> values{};  // by Tq, zig-zag order
-  std::array<bool, 4> defined{};
+  std::array<bool, 4> defined{}, inherited{};
+};
+
+// Where they stand in the frame, as DHT stores them, by 4 x Tc + Th.
+struct HuffmanSlots {
+  struct Place {
+    size_t offset = 0, size = 0;  // size 0: not defined
+  };
+  std::array<Place, 8> places{};
+  std::array<bool, 8> inherited{};
 };
 
 // What frame header and scan header say of a component.
@@ -44,8 +55,8 @@ struct ComponentShape {
 struct ImageAnalysis {
   size_t begin = 0;               // SOI
   size_t scan_begin = 0;          // first entropy-coded byte; 0 without SOS
-  size_t data_end = 0;            // behind EOI, or where the image breaks off
-  size_t end = 0;                 // behind the fill
+  size_t data_end = 0;            // after EOI, or where the image breaks off
+  size_t end = 0;                 // after the fill
   bool complete = false;          // ends with EOI
   std::vector<Segment> segments;  // up to SOS, SOS included
   HeaderKind header = HeaderKind::kNone;
@@ -61,13 +72,24 @@ struct ImageAnalysis {
   std::string other_shape;
   std::string refusal;  // why it cannot be recoded
   HuffmanTables huffman = HuffmanTables::kNone;
+  HuffmanSlots huffman_slots;
+  // Its own, or that of the image before if its scan has restarts: ITU T.81 ends an interval with
+  // the image, this codec's decoder does not.
   std::optional<int> restart_interval;
+  bool inherits_restart_interval = false;
+  int interval_before = 0;  // of the images before it; 0 for none
+  bool EndsRestartInterval() const { return !restart_interval && interval_before != 0; }
+  bool tables_apart =
+      false;  // tables come in an image of their own before it, which it begins with
   QuantTables quant;
-  int quality = 0;  // nearest, 0 without tables
-  bool quality_exact = false;
   std::string problem;  // the first thing that is wrong; empty if nothing is
 
+  // Whether there is a table under each number that the components have. If not, the numbers say
+  // nothing.
   bool HasItsQuantTables() const;
+  // The table of a component, zig-zag order.
+  const std::array<uint16_t, 64>& QuantStepsOf(size_t component) const;
+  bool HasScan() const { return scan_begin != 0 && sof != 0; }
   size_t Mcus() const;  // of 16 by 8 pixels
   // Whether it calls itself larger than its bytes can ever make it, and large.
   bool SizeIsImpossible() const;
@@ -77,12 +99,14 @@ struct ImageAnalysis {
 struct FrameAnalysis {
   size_t size = 0;
   std::vector<ImageAnalysis> images;
-  size_t leading = 0;                 // bytes ahead of the first SOI
+  size_t leading = 0;                 // bytes before the first SOI
   size_t alpha_offset = 0;            // 0 without an alpha segment
-  size_t trailing = 0;                // bytes behind the last image that are no fill and no alpha
+  size_t trailing = 0;                // bytes after the last image that are no fill and no alpha
   std::string refusal;                // why it cannot be decoded; empty if it can
   std::vector<std::string> problems;  // of the frame and its images, refusal first
 
+  // The images that make the picture: the first two that have a scan.
+  std::vector<const ImageAnalysis*> Pictures() const;
   bool IsFieldPair() const { return images.size() >= 2; }
   bool NeedsRecoding() const { return refusal.empty() && !OtherShape().empty(); }
   const std::string& OtherShape() const;  // of the first image that can be recoded from one
@@ -94,8 +118,10 @@ struct FrameAnalysis {
 
 FrameAnalysis AnalyseFrame(std::span<const uint8_t> frame);
 
-// The image that begins with the SOI at `begin`. `frame` is what its offsets count from.
-ImageAnalysis AnalyseImage(std::span<const uint8_t> frame, size_t begin);
+// The image that begins with the SOI at `begin`. `frame` is what its offsets count from, `before`
+// the image whose tables it may inherit.
+ImageAnalysis AnalyseImage(std::span<const uint8_t> frame, size_t begin,
+                           const ImageAnalysis* before = nullptr);
 
 // Why neither the decoder nor recoding makes a picture of this image; empty if they do.
 std::string RefusalOf(const ImageAnalysis& image);

@@ -1,10 +1,10 @@
 #include "tools/tkmjpg/streams/stream_repair.h"
 
 #include <algorithm>
-#include <array>
+#include <functional>
 #include <optional>
 
-#include "frame/stream_format.h"
+#include "frame/marker_segments.h"
 #include "tools/tkmjpg/streams/huffman_tables.h"
 #include "tools/tkmjpg/streams/lossless_recode.h"
 #include "tools/tkmjpg/streams/stream_analysis.h"
@@ -14,9 +14,38 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-constexpr size_t kMostImages = 2;
+// What becomes of the headers of one image.
+struct HeaderChanges {
+  bool drop_huffman_tables = false;
+  bool select_standard_tables = false;
+  Bytes added;  // segments before SOS
+};
 
-bool IsHusk(const ImageAnalysis& image) { return image.scan_begin == 0 || image.sof == 0; }
+bool CodesAreStandard(std::span<const uint8_t> frame, const ImageAnalysis& image) {
+  for (size_t c = 0; c < 3; ++c) {
+    if (!TablesOfComponent(frame, image, c).standard) return false;
+  }
+  return true;
+}
+
+bool InheritsHuffmanTables(const ImageAnalysis& image) {
+  return std::ranges::any_of(image.huffman_slots.inherited, std::identity());
+}
+
+void Put(Bytes& out, const MarkerSegment& segment) {
+  out.insert(out.end(), segment.Bytes().begin(), segment.Bytes().end());
+}
+
+void PutInheritedQuantTables(Bytes& out, const ImageAnalysis& image) {
+  std::vector<NumberedQuantTable> tables;
+  for (uint32_t t = 0; t < 4; ++t) {
+    const bool used = t < 2 || std::ranges::any_of(image.shape, [&](const ComponentShape& c) {
+                        return c.quant_table == t;
+                      });
+    if (used && image.quant.inherited[t]) tables.push_back({t, image.quant.values[t]});
+  }
+  if (!tables.empty()) Put(out, QuantTablesSegment(tables));
+}
 
 class FrameRepair {
  public:
@@ -26,13 +55,11 @@ class FrameRepair {
   RepairedFrame Run() {
     const FrameAnalysis analysis = AnalyseFrame(frame_);
     size_t kept = 0;
-    for (const ImageAnalysis& image : analysis.images) {
-      if (IsHusk(image) || images_ == kMostImages) continue;
-      Copy(image);
-      kept += image.end - image.begin;
-      ++images_;
+    for (const ImageAnalysis* image : analysis.Pictures()) {
+      Copy(*image);
+      kept += image->end - image->begin;
     }
-    if (images_ > 0 && analysis.alpha_offset != 0) {
+    if (kept > 0 && analysis.alpha_offset != 0) {
       Append(analysis.alpha_offset, frame_.size());
       kept += frame_.size() - analysis.alpha_offset;
     }
@@ -49,51 +76,76 @@ class FrameRepair {
   }
 
   void Copy(const ImageAnalysis& image) {
-    if (image.sof != kSof0) return Append(image.begin, image.end);  // not to be meddled with
-    const size_t begin = Out().size();
-    std::optional<size_t> size_fields;
-    Out().insert(Out().end(), {0xFF, kSoi});
-    for (const Segment& segment : image.segments) {
-      if (segment.end > image.scan_begin) break;  // damage behind the scan
-      if (image.sizes && segment.payload + 6 == image.sizes->offset) {
-        size_fields = Out().size() + (image.sizes->offset - segment.offset);
-      }
-      CopySegment(image, segment);
+    if (image.sof != kSof0) {  // not to be meddled with
+      others_in_force_ |= image.huffman == HuffmanTables::kOther;
+      return Append(image.begin, image.end);
     }
+    const size_t begin = Out().size();
+    const std::optional<size_t> size_fields = CopyHeaders(image, ChangesOf(image));
     Append(image.scan_begin, image.data_end);
     if (!image.complete) Complete(image.data_end - image.scan_begin);
     const size_t data_size = Out().size() - begin;
     AppendFill(image, data_size);
-    if (size_fields) Mend(*size_fields, Out().size() - begin, data_size);
+    if (size_fields) FixSizes(*size_fields, Out().size() - begin, data_size);
   }
 
-  void CopySegment(const ImageAnalysis& image, const Segment& segment) {
-    const bool remove = huffman_ == HuffmanRepair::kRemove && segment.marker == kDht &&
-                        image.huffman == HuffmanTables::kStandard;
-    const bool renew = huffman_ == HuffmanRepair::kAdd && WantsStandardTables(image);
-    if (remove || (renew && segment.marker == kDht)) {
-      result_.tables_changed = true;
-      return;
+  // Returns where the size fields are now, if there are any.
+  std::optional<size_t> CopyHeaders(const ImageAnalysis& image, const HeaderChanges& changes) {
+    std::optional<size_t> size_fields;
+    Out().insert(Out().end(), {0xFF, kSoi});
+    for (const Segment& segment : image.segments) {
+      if (segment.end > image.scan_begin) break;  // damage after the scan
+      if (segment.marker == kDht && changes.drop_huffman_tables) {
+        result_.tables_changed = true;
+        continue;
+      }
+      if (segment.marker == kSos) PutAdded(changes.added);
+      if (image.sizes && segment.offset + kSizeFieldsOffset == image.sizes->offset) {
+        size_fields = Out().size() + kSizeFieldsOffset;
+      }
+      Append(segment.offset, segment.end);
+      if (segment.marker == kSos && changes.select_standard_tables) {
+        SelectStandardTables(segment.end - segment.payload);
+      }
     }
-    if (segment.marker == kSos && huffman_ == HuffmanRepair::kAdd) {
-      AddTables(renew ? std::span<const Segment>() : image.segments);
-    }
-    Append(segment.offset, segment.end);
-    if (segment.marker == kSos && renew) SelectStandardTables(segment.end - segment.payload);
+    return size_fields;
   }
 
-  // Those that are not in the segments.
-  void AddTables(std::span<const Segment> segments) {
-    const Bytes missing = MissingHuffmanTables(frame_, segments);
-    Out().insert(Out().end(), missing.begin(), missing.end());
-    result_.tables_changed |= !missing.empty();
+  void PutAdded(const Bytes& added) {
+    Out().insert(Out().end(), added.begin(), added.end());
+    result_.tables_changed |= !added.empty();
+  }
+
+  // An image that takes tables or an interval from the image before gets its own: not every reader
+  // keeps them.
+  HeaderChanges ChangesOf(const ImageAnalysis& image) {
+    HeaderChanges changes;
+    PutInheritedQuantTables(changes.added, image);
+    if (image.inherits_restart_interval) {
+      const int interval = image.restart_interval.value_or(0);
+      Put(changes.added, RestartIntervalSegment(static_cast<uint32_t>(interval)));
+    }
+    if (huffman_ == HuffmanRepair::kAdd && WantsStandardTables(image)) {
+      changes.drop_huffman_tables = changes.select_standard_tables = true;
+      Put(changes.added, HuffmanTablesSegment(kStandardHuffmanTables));
+      return changes;
+    }
+    changes.drop_huffman_tables = huffman_ == HuffmanRepair::kRemove && !others_in_force_ &&
+                                  image.huffman == HuffmanTables::kStandard;
+    const bool takes_others = !CodesAreStandard(frame_, image) && InheritsHuffmanTables(image);
+    if (huffman_ == HuffmanRepair::kAdd || others_in_force_ || takes_others) {
+      const Bytes missing = MissingHuffmanTables(frame_, image);
+      changes.added.insert(changes.added.end(), missing.begin(), missing.end());
+    }
+    others_in_force_ |= takes_others || image.huffman == HuffmanTables::kOther;
+    return changes;
   }
 
   // An image whose codes are the standard ones, but which does not hold all of their tables.
   bool WantsStandardTables(const ImageAnalysis& image) const {
     return RefusalOf(image).empty() && image.other_shape.empty() &&
            (image.huffman != HuffmanTables::kStandard ||
-            !MissingHuffmanTables(frame_, image.segments).empty());
+            !MissingHuffmanTables(frame_, image).empty());
   }
 
   // What no decoder had to read, as long as there were no tables to choose from.
@@ -109,41 +161,41 @@ class FrameRepair {
     result_.completed = true;
   }
 
-  // The fill as it was; or, where the image changed its length, as the encoder has it: at least 8
-  // bytes, up to a multiple of 8 from the start of the frame.
+  // The fill as it was; or, where the image changed its length, as the encoder has it.
   void AppendFill(const ImageAnalysis& image, size_t data_size) {
     size_t fill = image.Fill();
-    if (fill >= 8 && data_size != image.data_end - image.begin) {
-      fill = 8 + (8 - Out().size() % 8) % 8;
-    }
+    if (fill >= 8 && data_size != image.data_end - image.begin) fill = FillSize(Out().size());
     Out().resize(Out().size() + fill, 0xFF);
   }
 
-  void Mend(size_t at, size_t image_size, size_t data_size) {
-    std::array<uint8_t, 8> fields{};
-    for (size_t i = 0; i < 4; ++i) {
-      fields[i] = static_cast<uint8_t>(image_size >> (24 - 8 * i));
-      fields[4 + i] = static_cast<uint8_t>(data_size >> (24 - 8 * i));
-    }
+  void FixSizes(size_t at, size_t image_size, size_t data_size) {
+    const auto fields = SizeFieldBytes(image_size, data_size);
     const auto place = Out().begin() + static_cast<ptrdiff_t>(at);
     if (std::equal(fields.begin(), fields.end(), place)) return;
     std::ranges::copy(fields, place);
-    result_.sizes_mended = true;
+    result_.sizes_fixed = true;
   }
 
   std::span<const uint8_t> frame_;
   std::optional<HuffmanRepair> huffman_;  // none: the tables stay as they are
-  size_t images_ = 0;
+  bool others_in_force_ = false;          // Huffman tables that the next image must not inherit
   RepairedFrame result_;
 };
 
+bool CanRecode(const FrameAnalysis& analysis) {
+  return analysis.NeedsRecoding() &&
+         std::ranges::all_of(analysis.Pictures(),
+                             [](const ImageAnalysis* image) { return RefusalOf(*image).empty(); });
+}
+
 RepairedFrame RepairImages(std::span<const uint8_t> frame, const FrameAnalysis& analysis,
                            HuffmanRepair huffman) {
-  if (!analysis.NeedsRecoding()) return FrameRepair(frame, huffman).Run();
+  if (!CanRecode(analysis)) return FrameRepair(frame, huffman).Run();
   const RecodedFrame recoded = RecodeFrame(frame, analysis);
   RepairedFrame result = FrameRepair(recoded.stream, huffman).Run();
   result.recoded = true;
-  result.sizes_mended = false;  // they are new
+  result.damage = recoded.damage;
+  result.sizes_fixed = false;  // they are new
   result.completed = !analysis.images.back().complete;
   result.bytes_dropped = analysis.leading + analysis.trailing;
   return result;
@@ -153,11 +205,13 @@ RepairedFrame RepairImages(std::span<const uint8_t> frame, const FrameAnalysis& 
 
 RepairedFrame RepairFrame(std::span<const uint8_t> frame, HuffmanRepair huffman) {
   const FrameAnalysis analysis = AnalyseFrame(frame);
-  if (std::ranges::none_of(analysis.images, IsHusk)) return RepairImages(frame, analysis, huffman);
-  // Whether the images behind a husk can be decoded shows only without it.
+  if (std::ranges::all_of(analysis.images, &ImageAnalysis::HasScan)) {
+    return RepairImages(frame, analysis, huffman);
+  }
+  // Whether the images after one without a scan can be decoded shows only without that one.
   const RepairedFrame kept = FrameRepair(frame, std::nullopt).Run();
   RepairedFrame result = RepairImages(kept.stream, AnalyseFrame(kept.stream), huffman);
-  result.sizes_mended |= kept.sizes_mended;
+  result.sizes_fixed |= kept.sizes_fixed;
   result.completed |= kept.completed;
   result.bytes_dropped += kept.bytes_dropped;
   return result;

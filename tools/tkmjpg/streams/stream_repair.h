@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace tkmjpg::tool {
@@ -12,17 +13,19 @@ enum class HuffmanRepair { kAdd, kRemove };
 struct RepairedFrame {
   std::vector<uint8_t> stream;  // empty if there is no frame in it
   bool tables_changed = false;
-  bool sizes_mended = false;
-  bool recoded = false;      // from another 4:2:2 shape, without loss
+  bool sizes_fixed = false;
+  bool recoded = false;      // from another 4:2:2 shape, without loss but for the damage
+  std::string damage;        // of what was recoded; empty if the entropy-coded data is undamaged
   bool completed = false;    // an EOI was missing
   size_t bytes_dropped = 0;  // that belonged to no image
 };
 
 // Images of another 4:2:2 shape than this codec's become it, with the same coefficients; those that
 // are not baseline stay as they are. Puts in the standard Huffman tables that are missing, or takes
-// standard ones out; writes right AVI1 size fields and ends that are missing; drops bytes ahead of,
-// between and behind the images that are no fill and no alpha segment. A sound frame comes back as
-// it was, and so does what has been repaired once.
+// standard ones out; gives each image the tables that it took from the image before; writes right
+// AVI1 size fields and ends that are missing; drops bytes before, between and after the images that
+// are no fill and no alpha segment. An undamaged frame comes back as it was, and so does what has
+// been repaired once.
 RepairedFrame RepairFrame(std::span<const uint8_t> frame, HuffmanRepair huffman);
 
 }  // namespace tkmjpg::tool
