@@ -8,8 +8,8 @@
 #                                  --rung plain|sse4|avx2|avx512|neon: that instruction set, and
 #                                  TurboJPEG held to the same level; else the one in use.
 #                                  --rounds N, --frames N; --json FILE writes the results as well
-#   ./bench.sh --page [FILES...]   the same, 7 rounds, for each instruction set of this machine, as
-#                                  one page, out/bench.html, and as tables in markdown; takes minutes
+#   ./bench.sh --page [FILES...]   the same, 7 rounds, for each instruction set of this machine: one
+#                                  page, out/bench.html, and tables in markdown; takes minutes
 #   ./bench.sh --command [Y4M]     the command beside ffmpeg, there and back, on two cores; a test
 #                                  card of 300 frames of 1920x1080 if no file is given
 set -euo pipefail

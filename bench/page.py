@@ -32,7 +32,7 @@ h3 { font-size: 17px; margin: 0 0 8px; } p { margin: 4px 0 12px; max-width: 75ch
 .bars { display: grid; grid-template-columns: 116px 1fr 118px; gap: 3px 8px; align-items: center;
         font-size: 14px; }
 .bars b { grid-column: 1 / 4; margin-top: 8px; } .bars svg { width: 100%; height: 16px; }
-.bars span:last-child, .figure { text-align: right; font-variant-numeric: tabular-nums; }
+.figure { text-align: right; font-variant-numeric: tabular-nums; }
 .figure small { color: #5b6875; } .wide { overflow-x: auto; }
 table { border-collapse: collapse; font-size: 14px; white-space: nowrap; }
 td, th { padding: 3px 10px; border-bottom: 1px solid #d5dce4; text-align: right; }
@@ -98,8 +98,9 @@ def chart(run, operation, longest):
         parts.append(f"<b>quality {quality}</b>")
         for row in rows_of(run, operation, quality):
             name = row["candidate"].replace("turbo ", "").replace(", planar", " planar")
-            parts.append(f"<span>{escape(name)}</span>{bar(row, longest)}<span class=figure>"
-                         f"{row['ratio']:.2f} <small>{row['mp_per_second']:.0f} MP/s</small></span>")
+            speed = f"<small>{row['mp_per_second']:.0f} MP/s</small>"
+            parts.append(f"<span>{escape(name)}</span>{bar(row, longest)}"
+                         f"<span class=figure>{row['ratio']:.2f} {speed}</span>")
     return "".join(parts) + "</div></section>\n"
 
 
