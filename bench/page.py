@@ -34,8 +34,8 @@ h3 { font-size: 17px; margin: 0 0 8px; } p { margin: 4px 0 12px; max-width: 75ch
 .bars b { grid-column: 1 / 4; margin-top: 8px; } .bars svg { width: 100%; height: 16px; }
 .figure { text-align: right; font-variant-numeric: tabular-nums; }
 .figure small { color: #5b6875; } .wide { overflow-x: auto; }
-table { border-collapse: collapse; font-size: 14px; white-space: nowrap; }
-td, th { padding: 3px 10px; border-bottom: 1px solid #d5dce4; text-align: right; }
+table { border-collapse: collapse; font-size: 14px; }
+td, th { padding: 3px 6px; border-bottom: 1px solid #d5dce4; text-align: right; }
 td:first-child, th:first-child { text-align: left; padding-left: 0; }
 summary { cursor: pointer; margin: 12px 0; } .own { fill: #0a7d5a; } .peer { fill: #8fa9c8; }
 """
@@ -113,8 +113,8 @@ def table(head, lines):
 
 def figures(run):
     """All figures of times."""
-    return table(("operation", "quality", "", "MP/s", "ratio", "quartiles"),
-                 [(row["operation"], str(row["quality"]), row["candidate"],
+    return table(("operation", "", "MP/s", "ratio", "quartiles"),
+                 [(f"{row['operation']}, q{row['quality']}", row["candidate"],
                    f"{row['mp_per_second']:.0f}", f"{row['ratio']:.2f}",
                    f"{row['ratio_low']:.2f} to {row['ratio_high']:.2f}") for row in run["rows"]])
 
@@ -131,7 +131,8 @@ def streams(run):
     return table(("", "tkmjpg", "turbo fast", "turbo accurate"), lines)
 
 
-def rung_section(run, longest):
+def rung_section(run):
+    longest = max(row["ratio_high"] for row in run["rows"])
     charts = "".join(chart(run, operation, longest) for operation in OPERATIONS)
     return (f"<h2>{escape(run['rung'])}</h2><p>Beside {escape(peer_name(run))}.</p>"
             f"<div class=charts>{charts}</div>"
@@ -149,7 +150,6 @@ def stream_sections(runs):
 
 def page(runs):
     first = runs[0]
-    longest = max(row["ratio_high"] for run in runs for row in run["rows"])
     machine = (f"{first['processor']}, {first['cores']} cores; tkmjpg {first['tkmjpg']} (compiler "
                f"{first['compiler']}), TurboJPEG {first['turbojpeg']}; {first['frames']} frames, "
                f"{first['pixels'] / first['frames'] / 1e6:.2f} million pixels each; "
@@ -159,14 +159,15 @@ def page(runs):
 <title>tkmjpg beside TurboJPEG</title><style>{STYLE}</style>
 <h1>tkmjpg beside TurboJPEG</h1>
 <p>{escape(machine)}</p>
-<p>A bar is the time of a frame, on one thread, where that of tkmjpg is 1: shorter is faster. The
-whisker goes from the lower to the upper quartile of the rounds. Beside it stand the median of the
-ratio and the median of million pixels a second. &ldquo;Fast&rdquo; and &ldquo;accurate&rdquo; are
-TurboJPEG's two transforms; &ldquo;planar&rdquo; is without its way between packed and planar
-pixels. Its streams have the size of tkmjpg's; the decoders all read tkmjpg's.</p>
+<p>A bar is the time of a frame, on one thread, where that of tkmjpg is 1 (the green line): shorter
+is faster. The whisker goes from the lower to the upper quartile of the rounds. Beside it stand the
+median of the ratio and of million pixels a second. A rung is an instruction set, and each has its
+own scale. &ldquo;Fast&rdquo; and &ldquo;accurate&rdquo; are TurboJPEG's two transforms;
+&ldquo;planar&rdquo; is without its way between packed and planar pixels. Its streams come as near
+to the size of tkmjpg's as its quality numbers allow; the decoders all read tkmjpg's.</p>
 <p>Times are ratios within one run on this machine, which may have had other work: another machine
 gives others, and figures of different rungs come from different runs.</p>
-{"".join(rung_section(run, longest) for run in runs)}
+{"".join(rung_section(run) for run in runs)}
 <h2>Streams</h2>
 <p>Of all frames together; PSNR of the luma in steps of 0 to 255, all decoded by TurboJPEG's
 accurate transform.</p>
