@@ -4,7 +4,12 @@
 #                                  machine has, one thread; "pixels" is pixels a second. OPTIONS are
 #                                  Google Benchmark's, such as --benchmark_filter=encode/YUY2
 #   ./bench.sh --peers [FILES...]  this library beside TurboJPEG, one thread, on made pictures or on
-#                                  frames of FILES: Y4M, PNG, AVI, raw (--size WxH --layout NAME)
+#                                  frames of FILES: Y4M, PNG, AVI, raw (--size WxH --layout NAME).
+#                                  --rung plain|sse4|avx2|avx512|neon: that instruction set, and
+#                                  TurboJPEG held to the same level; else the one in use.
+#                                  --rounds N, --frames N; --json FILE writes the results as well
+#   ./bench.sh --page [FILES...]   the same, 7 rounds, for each instruction set of this machine: one
+#                                  page, out/bench.html, and tables in markdown; takes minutes
 #   ./bench.sh --command [Y4M]     the command beside ffmpeg, there and back, on two cores; a test
 #                                  card of 300 frames of 1920x1080 if no file is given
 set -euo pipefail
@@ -14,13 +19,30 @@ build() {
   (cd "$here" && cmake --preset release && cmake --build --preset release --target "$1") >/dev/null
 }
 
+build_peers() {
+  "$here/scripts/packages.sh"
+  "$here/scripts/packages.sh" <(echo libturbojpeg0-dev)
+  build tkmjpg_peers
+}
+
 case ${1:-} in
   --peers)
     shift
-    "$here/scripts/packages.sh"
-    "$here/scripts/packages.sh" <(echo libturbojpeg0-dev)
-    build tkmjpg_peers
+    build_peers
     exec "$here/build/release/bench/tkmjpg_peers" "$@"
+    ;;
+  --page)
+    shift
+    "$here/scripts/packages.sh" <(echo python3)
+    build_peers
+    peers=$here/build/release/bench/tkmjpg_peers
+    results=()
+    for rung in $("$peers" --rungs); do
+      results+=("$here/build/bench-$rung.json")
+      "$peers" --rounds 7 "$@" --rung "$rung" --json "${results[-1]}" >&2
+    done
+    "$here/bench/page.py" "$here/out/bench.html" "${results[@]}"
+    echo "out/bench.html" >&2
     ;;
   --command)
     shift

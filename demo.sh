@@ -72,5 +72,6 @@ encode          $(speed encode)
 decode          $(speed film)
 $(cat "$work/psnr")
 
-$film plays in any player. $picture shows frame $middle: source, decoded.
+$film is for players that know Motion-JPEG, such as ffplay.
+$picture shows frame $middle: source, decoded.
 EOF

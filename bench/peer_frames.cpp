@@ -64,7 +64,7 @@ void AddFile(const std::string& path, const tool::InputOptions& options, size_t 
              std::vector<PeerFrame>& frames) {
   Bytes raw;
   if (options.size.empty() && !path.starts_with(tool::kTestCardPrefix) && tool::IsStream(path)) {
-    const auto input = tool::OpenStream(path, false);
+    const auto input = tool::OpenStream(path, {});
     const auto& format = input.reader->Format();
     for (size_t i = 0; i < most && input.reader->Read(raw); ++i) {
       if (!raw.empty()) frames.push_back(BothLayouts(raw, format.width, format.height));
@@ -79,11 +79,11 @@ void AddFile(const std::string& path, const tool::InputOptions& options, size_t 
   }
 }
 
-std::vector<PeerFrame> TestFrames() {
-  constexpr int kWidth = 1920, kHeight = 1080, kEach = 4, kCoarse = 10;
+std::vector<PeerFrame> TestFrames(size_t each) {
+  constexpr int kWidth = 1920, kHeight = 1080, kCoarse = 10;
   std::vector<PeerFrame> frames;
-  AddFile("testcard:1920x1080@25", {}, kEach, frames);
-  for (int i = 0; i < kEach; ++i) {
+  AddFile("testcard:1920x1080@25", {}, each, frames);
+  for (int i = 0; i < static_cast<int>(each); ++i) {
     const BenchPicture made = MakeBenchPicture(kWidth, kHeight, i, TKMJPG_YUY2);
     const Picture picture{TKMJPG_YUY2, made.Stride(), made.bytes};
     frames.push_back(FromPicture(picture, kWidth, kHeight));

@@ -19,9 +19,9 @@ struct PeerFrame {
 void AddFile(const std::string& path, const tool::InputOptions& options, size_t most,
              std::vector<PeerFrame>& frames);
 
-// 1920 x 1080 in three complexities: sharp lines and flat areas, camera-like texture with noise,
-// and the same with little but its slopes left.
-std::vector<PeerFrame> TestFrames();
+// 1920 x 1080 in three complexities, `each` frames of one: sharp lines and flat areas, camera-like
+// texture with noise, and the same with little but its slopes left.
+std::vector<PeerFrame> TestFrames(size_t each);
 
 // To a JFIF stream that any reader takes, within `room`; returns its size.
 size_t EncodePicture(const tool::Picture& picture, int width, int height, int quality,

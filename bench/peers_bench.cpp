@@ -1,5 +1,10 @@
 // This library beside TurboJPEG: one process, one thread, the same frames, streams of the same
-// size. usage: tkmjpg_peers [--rounds N] [--size WxH --layout NAME] [FILES...]
+// size. usage: tkmjpg_peers [OPTIONS] [FILES...]
+//   --rung NAME                this library's rung, and TurboJPEG held to the same level
+//   --rungs                    the rungs of this machine, one a line, and nothing else
+//   --rounds N, --frames N     21 and 12 by default
+//   --json FILE                the results as well
+//   --size WxH --layout NAME   of raw frames
 //
 // The candidates of a row take turns frame by frame, and another one begins in each round, so that
 // whatever else the machine does falls on all of them alike. Times are CPU time of the process.
@@ -12,14 +17,18 @@
 #include <ctime>
 #include <functional>
 #include <map>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "bench/luma_error.h"
 #include "bench/peer_frames.h"
+#include "bench/peer_report.h"
 #include "bench/turbojpeg_peer.h"
+#include "cpu/cpu_rung.h"
 
 namespace tkmjpg {
 namespace {
@@ -27,13 +36,10 @@ namespace {
 using tool::Bytes;
 using tool::Picture;
 
-constexpr size_t kMostFrames = 12;  // of a file; at 1080p more than caches hold
-constexpr double kSizeTolerance = 0.03;
-
 struct Candidate {
   const char* name;
   std::function<void(size_t frame)> run;
-  double size_error = 0;             // of the streams, against this library's
+  StreamFacts streams;
   std::vector<double> seconds = {};  // of each round
 };
 
@@ -63,140 +69,165 @@ void Measure(std::span<Candidate> candidates, size_t frames, int rounds) {
   }
 }
 
-void PrintRows(const std::string& name, std::span<const Candidate> candidates, double pixels) {
-  const Candidate& own = candidates[0];
-  std::printf("%-22s %-22s %6.0f\n", name.c_str(), own.name,
-              pixels / Quantile(own.seconds, 0.5) / 1e6);
-  for (const Candidate& peer : candidates.subspan(1)) {
-    std::vector<double> ratios;
-    for (size_t i = 0; i < own.seconds.size(); ++i) {
-      ratios.push_back(peer.seconds[i] / own.seconds[i]);
-    }
-    std::printf("%-22s %-22s %6.0f   %5.2f  %5.2f..%.2f", "", peer.name,
-                pixels / Quantile(peer.seconds, 0.5) / 1e6, Quantile(ratios, 0.5),
-                Quantile(ratios, 0.25), Quantile(ratios, 0.75));
-    if (peer.size_error != 0) std::printf("  size %+.1f %%", 100 * peer.size_error);
-    const bool matched = std::abs(peer.size_error) <= kSizeTolerance;
-    std::printf("%s\n", matched ? "" : "  SIZE NOT MATCHED");
+PeerRow MakeRow(const std::string& operation, int quality, const Candidate& candidate,
+                const Candidate& own, double pixels) {
+  std::vector<double> ratios;
+  for (size_t i = 0; i < own.seconds.size(); ++i) {
+    ratios.push_back(candidate.seconds[i] / own.seconds[i]);
   }
+  return {operation,
+          quality,
+          candidate.name,
+          pixels / Quantile(candidate.seconds, 0.5),
+          Quantile(ratios, 0.5),
+          Quantile(ratios, 0.25),
+          Quantile(ratios, 0.75),
+          candidate.streams};
 }
 
-struct Tuned {
-  int quality;
-  double error;
-};
-
 // The quality number whose streams come nearest to `target` bytes; sizes grow with it.
-Tuned Tune(double target, const std::function<size_t(int quality)>& bytes) {
+int Tune(double target, const std::function<size_t(int quality)>& bytes) {
   int low = 1, high = 100;
   while (high - low > 1) {
     const int middle = (low + high) / 2;
     (static_cast<double>(bytes(middle)) < target ? low : high) = middle;
   }
-  const double below = static_cast<double>(bytes(low)) / target - 1;
-  const double above = static_cast<double>(bytes(high)) / target - 1;
-  return std::abs(below) < std::abs(above) ? Tuned{low, below} : Tuned{high, above};
+  const double below = target - static_cast<double>(bytes(low));
+  const double above = static_cast<double>(bytes(high)) - target;
+  return below < above ? low : high;
 }
 
 class Bench {
  public:
-  Bench(std::vector<PeerFrame> frames, int rounds) : frames_(std::move(frames)), rounds_(rounds) {
+  Bench(std::vector<PeerFrame> frames, PeerRun& run) : frames_(std::move(frames)), run_(run) {
     size_t room = 0;
     for (const PeerFrame& frame : frames_) {
       planes_.emplace_back(frame.width, frame.height).FromPacked(frame.yuv);
-      pixels_ += static_cast<double>(frame.width) * frame.height;
+      run_.pixels += static_cast<double>(frame.width) * frame.height;
       room = std::max(room, StreamRoom(frame.width, frame.height));
     }
     stream_.resize(room);
   }
 
   void Run(int quality) {
-    const std::string at = ", q" + std::to_string(quality);
-    streams_[0] = Streams(quality, &PeerFrame::yuv);
-    streams_[1] = Streams(quality, &PeerFrame::bgr);
-    EncodeYuv("encode packed YUV" + at, quality);
-    EncodeBgr("encode BGR" + at, quality);
-    DecodeYuv("decode packed YUV" + at);
-    DecodeBgr("decode BGR" + at);
+    quality_ = quality;
+    streams_[0] = Streams(&PeerFrame::yuv);
+    streams_[1] = Streams(&PeerFrame::bgr);
+    facts_[0] = Facts(streams_[0], LumaSource::kYuv);
+    facts_[1] = Facts(streams_[1], LumaSource::kBgrLimited);
+    EncodeYuv();
+    EncodeBgr();
+    DecodeYuv();
+    DecodeBgr();
   }
 
  private:
-  std::vector<Bytes> Streams(int quality, Picture PeerFrame::*picture) {
+  // TurboJPEG's way to a stream of this library's size.
+  struct Tuned {
+    int quality;
+    StreamFacts streams;
+  };
+
+  std::vector<Bytes> Streams(Picture PeerFrame::*picture) {
     std::vector<Bytes> streams;
     for (const PeerFrame& frame : frames_) {
-      const size_t size = Encode(frame, frame.*picture, quality);
+      const size_t size = Encode(frame, frame.*picture);
       streams.emplace_back(stream_.begin(), stream_.begin() + static_cast<ptrdiff_t>(size));
     }
     return streams;
   }
 
-  size_t Encode(const PeerFrame& frame, const Picture& picture, int quality) {
-    return EncodePicture(picture, frame.width, frame.height, quality, stream_);
+  // One judge for all streams: TurboJPEG's accurate transform.
+  StreamFacts Facts(const std::vector<Bytes>& streams, LumaSource source) {
+    StreamFacts facts;
+    double error = 0;
+    for (size_t i = 0; i < streams.size(); ++i) {
+      Planes& decoded = Scratch(frames_[i]);
+      peer_.DecodePlanes(streams[i], frames_[i], decoded, TJFLAG_ACCURATEDCT);
+      error += LumaError(frames_[i], source, decoded);
+      facts.bytes += static_cast<double>(streams[i].size());
+    }
+    facts.psnr = LumaPsnr(error / run_.pixels);
+    return facts;
+  }
+
+  size_t Encode(const PeerFrame& frame, const Picture& picture) {
+    return EncodePicture(picture, frame.width, frame.height, quality_, stream_);
   }
 
   void Decode(const Bytes& stream, const PeerFrame& frame, const Picture& like) {
     DecodePicture(stream, frame.width, frame.height, Output(like));
   }
 
-  Tuned TuneTo(const std::vector<Bytes>& own, const std::function<size_t(size_t, int)>& encode) {
-    double target = 0;
-    for (const Bytes& stream : own) target += static_cast<double>(stream.size());
-    return Tune(target, [&](int quality) {
+  Tuned TuneTo(const StreamFacts& own, LumaSource source,
+               const std::function<size_t(size_t, int)>& encode) {
+    const int quality = Tune(own.bytes, [&](int q) {
       size_t sum = 0;
-      for (size_t i = 0; i < frames_.size(); ++i) sum += encode(i, quality);
+      for (size_t i = 0; i < frames_.size(); ++i) sum += encode(i, q);
       return sum;
     });
+    std::vector<Bytes> streams;
+    for (size_t i = 0; i < frames_.size(); ++i) {
+      encode(i, quality);
+      streams.emplace_back(peer_.Stream().begin(), peer_.Stream().end());
+    }
+    StreamFacts facts = Facts(streams, source);
+    facts.size_error = facts.bytes / own.bytes - 1;
+    return {quality, facts};
   }
 
-  void Report(const std::string& name, std::vector<Candidate> candidates) {
-    Measure(candidates, frames_.size(), rounds_);
-    PrintRows(name, candidates, pixels_);
-    std::fflush(stdout);
+  void Report(const std::string& operation, std::vector<Candidate> candidates) {
+    Measure(candidates, frames_.size(), run_.rounds);
+    for (const Candidate& candidate : candidates) {
+      run_.rows.push_back(MakeRow(operation, quality_, candidate, candidates[0], run_.pixels));
+    }
+    PrintRows(std::span(run_.rows).last(candidates.size()));
   }
 
-  void EncodeYuv(const std::string& name, int quality) {
-    const auto planar = [&](int flags, Tuned tuned) {
-      return [this, flags, tuned](size_t i) {
-        peer_.EncodePlanes(frames_[i], planes_[i], tuned.quality, flags);
+  void EncodeYuv() {
+    const auto planar = [&](int flags, const Tuned& tuned) {
+      return [this, flags, q = tuned.quality](size_t i) {
+        peer_.EncodePlanes(frames_[i], planes_[i], q, flags);
       };
     };
-    const auto packed = [&](int flags, Tuned tuned) {
-      return [this, flags, tuned](size_t i) {
+    const auto packed = [&](int flags, const Tuned& tuned) {
+      return [this, flags, q = tuned.quality](size_t i) {
         Planes& planes = Scratch(frames_[i]);
         planes.FromPacked(frames_[i].yuv);
-        peer_.EncodePlanes(frames_[i], planes, tuned.quality, flags);
+        peer_.EncodePlanes(frames_[i], planes, q, flags);
       };
     };
     const auto tune = [&](int flags) {
-      return TuneTo(streams_[0], [&](size_t i, int q) {
+      return TuneTo(facts_[0], LumaSource::kYuv, [&](size_t i, int q) {
         return peer_.EncodePlanes(frames_[i], planes_[i], q, flags);
       });
     };
     const Tuned fast = tune(TJFLAG_FASTDCT), accurate = tune(TJFLAG_ACCURATEDCT);
-    Report(name,
-           {{"tkmjpg", [&](size_t i) { Encode(frames_[i], frames_[i].yuv, quality); }},
-            {"turbo fast", packed(TJFLAG_FASTDCT, fast), fast.error},
-            {"turbo accurate", packed(TJFLAG_ACCURATEDCT, accurate), accurate.error},
-            {"turbo fast, planar", planar(TJFLAG_FASTDCT, fast), fast.error},
-            {"turbo accurate, planar", planar(TJFLAG_ACCURATEDCT, accurate), accurate.error}});
+    Report("encode packed YUV",
+           {{"tkmjpg", [&](size_t i) { Encode(frames_[i], frames_[i].yuv); }, facts_[0]},
+            {"turbo fast", packed(TJFLAG_FASTDCT, fast), fast.streams},
+            {"turbo accurate", packed(TJFLAG_ACCURATEDCT, accurate), accurate.streams},
+            {"turbo fast, planar", planar(TJFLAG_FASTDCT, fast), fast.streams},
+            {"turbo accurate, planar", planar(TJFLAG_ACCURATEDCT, accurate), accurate.streams}});
   }
 
-  void EncodeBgr(const std::string& name, int quality) {
+  void EncodeBgr() {
     const auto tune = [&](int flags) {
-      return TuneTo(streams_[1],
+      return TuneTo(facts_[1], LumaSource::kBgrFull,
                     [&](size_t i, int q) { return peer_.EncodeBgr(frames_[i], q, flags); });
     };
-    const auto encode = [&](int flags, Tuned tuned) {
-      return [this, flags, tuned](size_t i) { peer_.EncodeBgr(frames_[i], tuned.quality, flags); };
+    const auto encode = [&](int flags, const Tuned& tuned) {
+      return [this, flags, q = tuned.quality](size_t i) { peer_.EncodeBgr(frames_[i], q, flags); };
     };
     const Tuned fast = tune(TJFLAG_FASTDCT), accurate = tune(TJFLAG_ACCURATEDCT);
-    Report(name, {{"tkmjpg", [&](size_t i) { Encode(frames_[i], frames_[i].bgr, quality); }},
-                  {"turbo fast", encode(TJFLAG_FASTDCT, fast), fast.error},
-                  {"turbo accurate", encode(TJFLAG_ACCURATEDCT, accurate), accurate.error}});
+    Report("encode BGR",
+           {{"tkmjpg", [&](size_t i) { Encode(frames_[i], frames_[i].bgr); }, facts_[1]},
+            {"turbo fast", encode(TJFLAG_FASTDCT, fast), fast.streams},
+            {"turbo accurate", encode(TJFLAG_ACCURATEDCT, accurate), accurate.streams}});
   }
 
   // All decode this library's streams. What they write is the same memory each time.
-  void DecodeYuv(const std::string& name) {
+  void DecodeYuv() {
     const auto planar = [&](int flags) {
       return [this, flags](size_t i) {
         peer_.DecodePlanes(streams_[0][i], frames_[i], Scratch(frames_[i]), flags);
@@ -209,20 +240,24 @@ class Bench {
         planes.ToPacked(Output(frames_[i].yuv));
       };
     };
-    Report(name, {{"tkmjpg", [&](size_t i) { Decode(streams_[0][i], frames_[i], frames_[i].yuv); }},
-                  {"turbo fast", packed(TJFLAG_FASTDCT)},
-                  {"turbo accurate", packed(TJFLAG_ACCURATEDCT)},
-                  {"turbo fast, planar", planar(TJFLAG_FASTDCT)},
-                  {"turbo accurate, planar", planar(TJFLAG_ACCURATEDCT)}});
+    const auto own = [&](size_t i) { Decode(streams_[0][i], frames_[i], frames_[i].yuv); };
+    Report("decode packed YUV",
+           {{"tkmjpg", own, facts_[0]},
+            {"turbo fast", packed(TJFLAG_FASTDCT), facts_[0]},
+            {"turbo accurate", packed(TJFLAG_ACCURATEDCT), facts_[0]},
+            {"turbo fast, planar", planar(TJFLAG_FASTDCT), facts_[0]},
+            {"turbo accurate, planar", planar(TJFLAG_ACCURATEDCT), facts_[0]}});
   }
 
-  void DecodeBgr(const std::string& name) {
+  void DecodeBgr() {
     const auto decode = [&](int flags) {
       return [this, flags](size_t i) { peer_.DecodeBgr(streams_[1][i], frames_[i], flags); };
     };
-    Report(name, {{"tkmjpg", [&](size_t i) { Decode(streams_[1][i], frames_[i], frames_[i].bgr); }},
-                  {"turbo fast", decode(TJFLAG_FASTDCT | TJFLAG_FASTUPSAMPLE)},
-                  {"turbo accurate", decode(TJFLAG_ACCURATEDCT | TJFLAG_FASTUPSAMPLE)}});
+    const auto own = [&](size_t i) { Decode(streams_[1][i], frames_[i], frames_[i].bgr); };
+    Report("decode BGR",
+           {{"tkmjpg", own, facts_[1]},
+            {"turbo fast", decode(TJFLAG_FASTDCT | TJFLAG_FASTUPSAMPLE), facts_[1]},
+            {"turbo accurate", decode(TJFLAG_ACCURATEDCT | TJFLAG_FASTUPSAMPLE), facts_[1]}});
   }
 
   Planes& Scratch(const PeerFrame& frame) {
@@ -238,20 +273,48 @@ class Bench {
   }
 
   std::vector<PeerFrame> frames_;
-  int rounds_;
+  PeerRun& run_;
+  int quality_ = 0;
   std::vector<Planes> planes_;  // of each frame, for the peer's planar calls
   std::map<std::pair<int, int>, Planes> scratch_;
   std::vector<Bytes> streams_[2];  // this library's, of packed YUV and of BGR
-  double pixels_ = 0;
+  StreamFacts facts_[2];           // of those
   Bytes stream_;
   Picture output_;
   TurboJpeg peer_;
 };
 
-void Run(std::span<char*> arguments) {
+// TurboJPEG reads these at its first call. It knows nothing above AVX2.
+struct PeerLevel {
+  CpuRung rung;
+  const char* variable;
+};
+constexpr PeerLevel kPeerLevels[] = {{CpuRung::kPlain, "JSIMD_FORCENONE"},
+                                     {CpuRung::kSse4, "JSIMD_FORCESSE2"}};
+
+// Returns what was set. A limit from outside would hold for one side alone.
+std::string HoldPeerTo(CpuRung rung) {
+  std::string set;
+  for (const PeerLevel& level : kPeerLevels) {
+    unsetenv(level.variable);
+    if (level.rung != rung) continue;
+    setenv(level.variable, "1", 1);
+    set = std::string(level.variable) + "=1";
+  }
+  return set;
+}
+
+struct Options {
   int rounds = 21;
-  tool::InputOptions options;
+  size_t frames = 12;  // at 1080p more than caches hold
+  bool list_rungs = false;
+  std::string rung, json;
+  tool::InputOptions input;
   std::vector<std::string> files;
+};
+
+Options ReadOptions(std::span<char*> arguments) {
+  Options options;
   for (size_t i = 0; i < arguments.size(); ++i) {
     const std::string argument = arguments[i];
     const auto value = [&] {
@@ -259,25 +322,59 @@ void Run(std::span<char*> arguments) {
       return std::string(arguments[++i]);
     };
     if (argument == "--rounds") {
-      rounds = std::max(std::atoi(value().c_str()), 3);
+      options.rounds = std::max(std::atoi(value().c_str()), 3);
+    } else if (argument == "--frames") {
+      options.frames = static_cast<size_t>(std::max(std::atoi(value().c_str()), 1));
+    } else if (argument == "--rung") {
+      options.rung = value();
+    } else if (argument == "--rungs") {
+      options.list_rungs = true;
+    } else if (argument == "--json") {
+      options.json = value();
     } else if (argument == "--size") {
-      options.size = value();
+      options.input.size = value();
     } else if (argument == "--layout") {
-      options.layout = value();
+      options.input.layout = value();
     } else {
-      files.push_back(argument);
+      options.files.push_back(argument);
     }
   }
-  std::vector<PeerFrame> frames = files.empty() ? TestFrames() : std::vector<PeerFrame>();
-  for (const std::string& file : files) {
-    AddFile(file, options, std::max<size_t>(kMostFrames / files.size(), 1), frames);
-  }
+  return options;
+}
+
+CpuRung UseRung(const std::string& name) {
+  if (name.empty()) return ActiveCpuRung();
+  const std::optional<CpuRung> rung = CpuRungByName(name);
+  if (!rung) throw std::runtime_error("--rung: '" + name + "' is no rung");
+  if (!ForceCpuRung(*rung)) throw std::runtime_error("--rung: this machine has no " + name);
+  return *rung;
+}
+
+std::vector<PeerFrame> ReadFrames(const Options& options) {
+  constexpr size_t kTestPictures = 3;
+  if (options.files.empty()) return TestFrames(std::max<size_t>(options.frames / kTestPictures, 1));
+  std::vector<PeerFrame> frames;
+  const size_t most = std::max<size_t>(options.frames / options.files.size(), 1);
+  for (const std::string& file : options.files) AddFile(file, options.input, most, frames);
   if (frames.empty()) throw std::runtime_error("no frame to measure");
-  std::printf("%zu frames, %d rounds; ratio: time of TurboJPEG to time of tkmjpg\n", frames.size(),
-              rounds);
-  std::printf("%-22s %-22s %6s   %5s  quartiles\n", "", "", "MP/s", "ratio");
-  Bench bench(std::move(frames), rounds);
+  return frames;
+}
+
+void Run(const Options& options) {
+  const CpuRung rung = UseRung(options.rung);
+  PeerRun run{std::string(CpuRungName(rung)), HoldPeerTo(rung), options.rounds, 0, 0};
+  std::vector<PeerFrame> frames = ReadFrames(options);
+  run.frames = frames.size();
+  PrintHead(run);
+  Bench bench(std::move(frames), run);
   for (const int quality : {50, 75, 90}) bench.Run(quality);
+  if (!options.json.empty()) WriteJson(options.json, run);
+}
+
+void PrintRungs() {
+  for (const CpuRung rung : RunnableCpuRungs()) {
+    std::printf("%s\n", std::string(CpuRungName(rung)).c_str());
+  }
 }
 
 }  // namespace
@@ -285,7 +382,8 @@ void Run(std::span<char*> arguments) {
 
 int main(int argc, char** argv) {
   try {
-    tkmjpg::Run(std::span(argv + 1, static_cast<size_t>(argc - 1)));
+    const auto options = tkmjpg::ReadOptions(std::span(argv + 1, static_cast<size_t>(argc - 1)));
+    options.list_rungs ? tkmjpg::PrintRungs() : tkmjpg::Run(options);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "tkmjpg_peers: %s\n", error.what());
     return 1;

@@ -4,6 +4,7 @@
 #include <turbojpeg.h>
 
 #include <cstring>
+#include <span>
 #include <stdexcept>
 #include <string>
 
@@ -58,6 +59,8 @@ class Planes {
     }
   }
 
+  const uint8_t* LumaRow(int y) { return Row(0, y); }
+
   uint8_t** Pointers() {
     for (int plane = 0; plane < 3; ++plane) pointers_[plane] = Row(plane, 0);
     return pointers_;
@@ -107,6 +110,9 @@ class TurboJpeg {
     });
   }
 
+  // Of the last frame encoded.
+  std::span<const uint8_t> Stream() const { return {stream_.data(), stream_size_}; }
+
   void DecodePlanes(const tool::Bytes& stream, const PeerFrame& frame, Planes& planes, int flags) {
     Check(tjDecompressToYUVPlanes(decompressor_, stream.data(), stream.size(), planes.Pointers(),
                                   frame.width, planes.Strides(), CodedHeight(frame), flags));
@@ -128,6 +134,7 @@ class TurboJpeg {
     uint8_t* stream = stream_.data();
     unsigned long size = stream_.size();
     Check(call(&stream, &size));
+    stream_size_ = size;
     return size;
   }
 
@@ -137,6 +144,7 @@ class TurboJpeg {
 
   tjhandle compressor_, decompressor_;
   tool::Bytes stream_, pixels_;
+  size_t stream_size_ = 0;
 };
 
 }  // namespace tkmjpg

@@ -11,7 +11,7 @@ namespace {
 
 using namespace tkmjpg;
 
-enum class Spectrum { kDcOnly, kSparse, kSmall, kLong, kWild, kFlat };
+enum class Spectrum { kDcOnly, kSparse, kSmall, kLong, kWild, kLow, kFlat };
 
 struct RowCase {
   PixelCode code;
@@ -38,6 +38,9 @@ void FillBlock(std::array<int16_t, 64>& block, Spectrum spectrum, std::mt19937& 
     if (spectrum == Spectrum::kSparse && chance < 5) block[k] = within(40);
     if (spectrum == Spectrum::kSmall) block[k] = within(6);
     if (spectrum == Spectrum::kLong && chance < 3) block[k] = within(1023);
+    // Some blocks end just before and after the first coefficient of frequency 4.
+    if (spectrum == Spectrum::kLow && k < 12 && chance < 16)
+      block[k] = within(chance < 2 ? 1023 : 3);
     if (spectrum == Spectrum::kWild) block[k] = within(1 << chance % 10);
   }
 }
@@ -68,7 +71,8 @@ CodedBands MakeBands(const RowCase& c) {
       Head(bands.data, static_cast<size_t>(context.output.output_position)) + Bytes{0xFF, 0xD9};
   for (QuantValues& table : bands.dequant) {
     // 16 x the quantisation values; wild ones make all products wrap.
-    const uint32_t limit = c.spectrum == Spectrum::kWild ? 256 : 40;
+    const bool wild = c.spectrum == Spectrum::kWild || c.spectrum == Spectrum::kLow;
+    const uint32_t limit = wild ? 256 : 40;
     for (uint16_t& value : table) value = static_cast<uint16_t>(random() % limit * 16);
     if (c.spectrum == Spectrum::kFlat) table.fill(16);
   }
@@ -142,7 +146,7 @@ TEST(DecoderKernels, RowsOfAllLayouts) {
     for (const Layout& layout : kOutputLayouts) {
       for (uint32_t i = 0; i < 60; ++i) {
         const int width = 1 + static_cast<int>(i * 7 % 81);
-        CheckBands(rung, {layout.code, static_cast<Spectrum>(i % 5), width, 1 + int(i % 16), i,
+        CheckBands(rung, {layout.code, static_cast<Spectrum>(i % 6), width, 1 + int(i % 16), i,
                           i % 3 == 0 ? i % 4 : 0});
         if (testing::Test::HasFatalFailure()) return;
       }
@@ -157,6 +161,8 @@ TEST(DecoderKernels, LongRowsAndAllColours) {
                            {PixelCode::kBgr24, Spectrum::kWild, 641, 16, 2},
                            {PixelCode::kBgra32, Spectrum::kLong, 960, 9, 3, 7},
                            {PixelCode::kUyvyFull, Spectrum::kSmall, 960, 16, 4},
+                           {PixelCode::kYuyvFull, Spectrum::kLow, 960, 16, 9},
+                           {PixelCode::kYuyvFull, Spectrum::kDcOnly, 960, 16, 10},
                            {PixelCode::kBgr24, Spectrum::kFlat, 16000, 16, 5},
                            {PixelCode::kBgr24Full, Spectrum::kFlat, 16000, 16, 6},
                            {PixelCode::kBgrx32, Spectrum::kFlat, 16000, 16, 7},

@@ -5,11 +5,11 @@
 #include "decoder/frame_decompressor.h"
 #include "tests/frame_calls.h"
 
-// The linker sends the library's calls of malloc here.
-static bool refuse_malloc = false;
+// The linker sends all calls of malloc here, in a static program those of operator new, too.
+static bool refuse_malloc = false, decoding = false;
 extern "C" void* __real_malloc(size_t size);
 extern "C" void* __wrap_malloc(size_t size) {
-  return refuse_malloc ? nullptr : __real_malloc(size);
+  return refuse_malloc && decoding ? nullptr : __real_malloc(size);
 }
 
 namespace {
@@ -34,10 +34,12 @@ struct Decoded {
 Decoded Decode(const Bytes& stream, int height, uint32_t flags = 0, uint32_t decode_flags = 256) {
   const GuardedBuffer input(stream);
   Decoded decoded = {Bytes(kWidth * height * 2, 0xA5), 0, {decode_flags, 0}};
+  decoding = true;
   decoded.stop =
       DecompressFrame(input.data(), static_cast<uint32_t>(input.size()), decoded.pixels.data(),
                       kWidth * 2, kWidth, height, flags, kYuYv.code, &decoded.carry) -
       input.data();
+  decoding = false;
   return decoded;
 }
 

@@ -10,8 +10,8 @@
 
 #include "cpu/cpu_rung.h"
 #include "driver/instance.h"
-#include "driver/stored_settings.h"
 #include "driver/options.h"
+#include "driver/stored_settings.h"
 #include "platform/host_services.h"
 #include "registration.h"
 

@@ -22,6 +22,7 @@ struct FastReader {
   // What the rows of all MCUs are multiplied by, in the order of their words.
   alignas(64) std::array<uint16_t, kMcuWords> dequant;
   alignas(64) std::array<std::array<int16_t, kMcuWords>, 2> coefficients{};
+  std::array<std::array<uint8_t, 4>, 2> ends;  // see McuJob
   alignas(64) std::array<uint8_t, kMcuWords> samples;
   alignas(64) std::array<uint8_t, kBufferBytes + kPadding> buffer;
   int filled = 0;        // bytes of entropy data in the buffer

@@ -48,7 +48,7 @@ TKMJPG_LANES_INLINE Register LimitLuma(Register samples) {
 
 template <bool kChromaFirst, bool kLimit>
 TKMJPG_LANES_TARGET void WriteYuv(const McuJob& job) {
-  const SamplePairs pairs = TransformGroup(job.coefficients, job.dequant, 0);
+  const SamplePairs pairs = TransformGroup(job, 0);
   const Register index = Load(kYuvIndex<kChromaFirst>.data());
   for (int i = 0; 2 * i < job.row_count; ++i) {
     const Register samples = kLimit ? LimitLuma(pairs.lines[i]) : pairs.lines[i];
@@ -137,7 +137,7 @@ TKMJPG_LANES_INLINE FourLines SplitLines(Register first, Register second) {
 // Leaves the samples of lines 2 i and 2 i + 1 in bytes 64 i to 64 i + 63, a block in each 16.
 TKMJPG_LANES_TARGET void TransformToSamples(const McuJob& job) {
   PrefetchBandBelow(job.rows, job.row_count, job.offset);
-  const SamplePairs pairs = TransformGroup(job.coefficients, job.dequant, 0);
+  const SamplePairs pairs = TransformGroup(job, 0);
   for (int i = 0; i < 4; ++i) Store(job.samples + 64 * i, pairs.lines[i]);
 }
 

@@ -28,6 +28,8 @@ void Write(const McuJob& job) {
   job.convert(job.rows, job.offset, job.samples, job.row_count);
 }
 
+inline constexpr bool kUsesEnds = false;
+
 McuWriter SelectWriter(const PixelLayout& /*layout*/) { return {Write}; }
 
 #include "decoder/mcu_row.inc"

@@ -21,6 +21,7 @@ namespace tkmjpg {
 
 struct McuJob {
   int16_t* coefficients;    // left zero for the next MCU
+  const uint8_t* ends;      // of its four blocks: after the last coefficient, in zig-zag order
   const uint16_t* dequant;  // as FastReader has it
   uint8_t* samples;         // 256 bytes, aligned to 64, that a step leaves to the next ones
   uint8_t* const* rows;     // the first `row_count` lines of pixels go to rows[i] + offset

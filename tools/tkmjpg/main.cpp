@@ -28,9 +28,18 @@ constexpr int kBadInput = 1;
 constexpr int kBadUsage = 2;
 constexpr int kInterrupted = 128 + SIGINT;
 
+// All of them, also those of other processors.
+std::string RungNames() {
+  std::string names;
+  for (int i = 0; i < kCpuRungCount; ++i) {
+    names += (i == 0 ? "" : ", ") + std::string(CpuRungName(static_cast<CpuRung>(i)));
+  }
+  return names;
+}
+
 void ForceCpu(const std::string& name) {
   const auto rung = CpuRungByName(name);
-  if (!rung) throw UsageError("--cpu: '" + name + "' is none of plain, avx2, avx512");
+  if (!rung) throw UsageError("--cpu: '" + name + "' is none of " + RungNames());
   if (!ForceCpuRung(*rung)) throw UsageError("--cpu: this processor or build has no " + name);
 }
 
@@ -42,7 +51,7 @@ int Report(const std::string& what, int exit_code) {
 int Run(int argc, char** argv) {
   const CommandLine line("tkmjpg", TKMJPG_VERSION,
                          "Motion-JPEG: raw video in and out, exact and fast.");
-  line.AddGlobal("--cpu", ForceCpu, "use the instructions of plain, avx2 or avx512 and none above")
+  line.AddGlobal("--cpu", ForceCpu, "use these instructions and no faster ones: " + RungNames())
       .ValueName("RUNG");
   AddEncodeCommand(line);
   AddDecodeCommand(line);
