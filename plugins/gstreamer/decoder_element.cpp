@@ -1,0 +1,425 @@
+#include <gst/video/gstvideodecoder.h>
+
+#include <cstring>
+#include <string_view>
+
+#include "gstreamer/choices.h"
+#include "gstreamer/elements.h"
+#include "gstreamer/frame_decoder.h"
+
+GST_DEBUG_CATEGORY_STATIC(tkmjpgdec_debug);
+#define GST_CAT_DEFAULT tkmjpgdec_debug
+
+namespace tkmjpg::gst {
+namespace {
+
+struct Options {
+  Range range = Range::kAuto;
+  FirstImage first_image = FirstImage::kAuto;
+};
+
+// What the output caps are made of.
+struct OutputShape {
+  int width = 0, height = 0;
+  GstVideoInterlaceMode mode = GST_VIDEO_INTERLACE_MODE_PROGRESSIVE;
+  GstVideoFieldOrder order = GST_VIDEO_FIELD_ORDER_UNKNOWN;
+  bool limited_range = false;
+
+  bool operator==(const OutputShape&) const = default;
+};
+
+enum Property { kRangeProperty = 1, kFirstImage, kDamagedFrames };
+
+struct TkmjpgDec {
+  GstVideoDecoder parent;
+  struct State {
+    Options options;         // under the object lock
+    guint64 damaged_frames;  // the same
+    GstVideoCodecState* input = nullptr;
+    GstVideoInfo output;
+    OutputShape shape;  // that `output` was made for; width 0: none yet
+    FrameDecoder decoder;
+  } * state;
+};
+struct TkmjpgDecClass {
+  GstVideoDecoderClass parent;
+};
+G_DEFINE_TYPE(TkmjpgDec, tkmjpg_dec, GST_TYPE_VIDEO_DECODER)
+
+// What decides for automatic plugging. Caps without these fields are accepted too, see SinkQuery.
+GstStaticPadTemplate sink_template = GST_STATIC_PAD_TEMPLATE(
+    "sink", GST_PAD_SINK, GST_PAD_ALWAYS,
+    GST_STATIC_CAPS("image/jpeg, sof-marker = (int) 0, colorspace = (string) sYUV, "
+                    "sampling = (string) YCbCr-4:2:2"));
+GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
+    "src", GST_PAD_SRC, GST_PAD_ALWAYS,
+    GST_STATIC_CAPS(GST_VIDEO_CAPS_MAKE("{ YUY2, UYVY, BGR, BGRx, BGRA }")));
+
+TkmjpgDec* Self(gpointer object) { return reinterpret_cast<TkmjpgDec*>(object); }
+
+Options OptionsNow(TkmjpgDec* self) {
+  GST_OBJECT_LOCK(self);
+  const Options options = self->state->options;
+  GST_OBJECT_UNLOCK(self);
+  return options;
+}
+
+// A refusal that a user understands comes from SetFormat, so that all JPEG gets that far.
+gboolean SinkQuery(GstVideoDecoder* base, GstQuery* query) {
+  if (GST_QUERY_TYPE(query) != GST_QUERY_ACCEPT_CAPS) {
+    return GST_VIDEO_DECODER_CLASS(tkmjpg_dec_parent_class)->sink_query(base, query);
+  }
+  GstCaps* caps;
+  gst_query_parse_accept_caps(query, &caps);
+  const GstStructure* structure = gst_caps_get_structure(caps, 0);
+  gst_query_set_accept_caps_result(query, gst_structure_has_name(structure, "image/jpeg"));
+  return TRUE;
+}
+
+const char* RefusalOf(const GstStructure* caps) {
+  int sof_marker = 0;
+  gst_structure_get_int(caps, "sof-marker", &sof_marker);
+  if (sof_marker != 0) return "only baseline images (SOF0) are read";
+  const char* colorspace = gst_structure_get_string(caps, "colorspace");
+  if (colorspace != nullptr && std::strcmp(colorspace, "sYUV") != 0) {
+    return "only YCbCr is read";
+  }
+  const char* sampling = gst_structure_get_string(caps, "sampling");
+  if (sampling != nullptr && std::strcmp(sampling, "YCbCr-4:2:2") != 0) {
+    return "only 4:2:2 is read";
+  }
+  return nullptr;
+}
+
+void PostRefusal(TkmjpgDec* self, const char* why) {
+  GST_ELEMENT_ERROR(self, STREAM, WRONG_TYPE, ("This JPEG is for another decoder: %s.", why),
+                    (nullptr));
+}
+
+gboolean SetFormat(GstVideoDecoder* base, GstVideoCodecState* input) {
+  TkmjpgDec* self = Self(base);
+  const char* refusal = RefusalOf(gst_caps_get_structure(input->caps, 0));
+  if (refusal != nullptr) {
+    PostRefusal(self, refusal);
+    return FALSE;
+  }
+  TkmjpgDec::State& state = *self->state;
+  g_clear_pointer(&state.input, gst_video_codec_state_unref);
+  state.input = gst_video_codec_state_ref(input);
+  state.shape = {};
+  state.decoder = {};
+  return TRUE;
+}
+
+// What the caps say of YCbCr; range and matrix are unknown if they do not.
+GstVideoColorimetry CapsColorimetry(const GstVideoCodecState& input) {
+  GstVideoColorimetry colors = {};
+  const char* text = gst_structure_get_string(gst_caps_get_structure(input.caps, 0), "colorimetry");
+  if (text == nullptr || !gst_video_colorimetry_from_string(&colors, text) ||
+      colors.matrix == GST_VIDEO_COLOR_MATRIX_RGB) {
+    colors = {};
+  }
+  return colors;
+}
+
+bool IsLimited(const GstVideoCodecState& input, const JpegImage& image, Range range) {
+  if (range != Range::kAuto) return range == Range::kLimited;
+  const GstVideoColorRange said = CapsColorimetry(input).range;
+  if (image.itu601 || said == GST_VIDEO_COLOR_RANGE_UNKNOWN) return image.itu601 || image.avi1;
+  return said == GST_VIDEO_COLOR_RANGE_16_235;
+}
+
+// BT.601 if the caps do not say otherwise, as of all JPEG.
+GstVideoColorimetry StreamColorimetry(const GstVideoCodecState& input, bool limited_range) {
+  GstVideoColorimetry colors = CapsColorimetry(input);
+  if (colors.matrix == GST_VIDEO_COLOR_MATRIX_UNKNOWN) {
+    gst_video_colorimetry_from_string(&colors, GST_VIDEO_COLORIMETRY_BT601);
+  }
+  colors.range = limited_range ? GST_VIDEO_COLOR_RANGE_16_235 : GST_VIDEO_COLOR_RANGE_0_255;
+  return colors;
+}
+
+// The first that downstream takes, in the order of the template. RGB is made by BT.601 only.
+GstVideoFormat ChooseFormat(GstVideoDecoder* base, GstVideoColorMatrix matrix) {
+  GstCaps* caps = gst_pad_get_allowed_caps(GST_VIDEO_DECODER_SRC_PAD(base));
+  GstVideoFormat chosen = GST_VIDEO_FORMAT_UNKNOWN;
+  for (const char* name : {"YUY2", "UYVY", "BGR", "BGRx", "BGRA"}) {
+    if (name[0] == 'B' && matrix != GST_VIDEO_COLOR_MATRIX_BT601) continue;
+    GstCaps* wanted = gst_caps_new_simple("video/x-raw", "format", G_TYPE_STRING, name, nullptr);
+    const bool possible = caps == nullptr || gst_caps_can_intersect(caps, wanted);
+    gst_caps_unref(wanted);
+    if (!possible) continue;
+    chosen = gst_video_format_from_string(name);
+    break;
+  }
+  if (caps != nullptr) gst_caps_unref(caps);
+  return chosen;
+}
+
+OutputShape OutputShapeOf(const TkmjpgDec::State& state, const JpegFrame& frame,
+                          const FrameShape& shape, const Options& options) {
+  OutputShape result = {shape.width, shape.height};
+  const GstVideoInfo& info = state.input->info;
+  result.mode = GST_VIDEO_INFO_INTERLACE_MODE(&info);
+  if (shape.fields && result.mode == GST_VIDEO_INTERLACE_MODE_PROGRESSIVE) {
+    result.mode = GST_VIDEO_INTERLACE_MODE_INTERLEAVED;
+  }
+  if (result.mode == GST_VIDEO_INTERLACE_MODE_INTERLEAVED) {
+    result.order = GST_VIDEO_INFO_FIELD_ORDER(&info);
+    // The first image is the first in time, unless the caps say otherwise.
+    if (result.order == GST_VIDEO_FIELD_ORDER_UNKNOWN) {
+      result.order = GST_VIDEO_FIELD_ORDER_TOP_FIELD_FIRST;
+    }
+  }
+  result.limited_range = IsLimited(*state.input, frame.images[0], options.range);
+  return result;
+}
+
+bool Negotiate(TkmjpgDec* self, const OutputShape& shape) {
+  TkmjpgDec::State& state = *self->state;
+  GstVideoDecoder* base = GST_VIDEO_DECODER(self);
+  const GstVideoColorimetry colors = StreamColorimetry(*state.input, shape.limited_range);
+  const GstVideoFormat format = ChooseFormat(base, colors.matrix);
+  if (format == GST_VIDEO_FORMAT_UNKNOWN) {
+    GST_ELEMENT_ERROR(self, STREAM, FORMAT, ("No raw format suits what follows the decoder."),
+                      (nullptr));
+    return false;
+  }
+  GstVideoCodecState* output = gst_video_decoder_set_interlaced_output_state(
+      base, format, shape.mode, static_cast<guint>(shape.width), static_cast<guint>(shape.height),
+      state.input);
+  GST_VIDEO_INFO_FIELD_ORDER(&output->info) = shape.order;
+  if (GST_VIDEO_INFO_IS_YUV(&output->info)) {
+    output->info.colorimetry = colors;
+  } else {
+    gst_video_colorimetry_from_string(&output->info.colorimetry, GST_VIDEO_COLORIMETRY_SRGB);
+  }
+  gst_video_codec_state_unref(output);
+  if (!gst_video_decoder_negotiate(base)) return false;
+  GstVideoCodecState* settled = gst_video_decoder_get_output_state(base);
+  state.output = settled->info;
+  gst_video_codec_state_unref(settled);
+  state.shape = shape;
+  return true;
+}
+
+// Counts, warns, and gives what max-errors makes of it.
+GstFlowReturn CountDamage(TkmjpgDec* self, guint32 number, const char* what) {
+  GST_OBJECT_LOCK(self);
+  ++self->state->damaged_frames;
+  GST_OBJECT_UNLOCK(self);
+  GST_ELEMENT_WARNING(self, STREAM, DECODE, ("Frame %u is damaged: %s.", number, what), (nullptr));
+  GstFlowReturn result = GST_FLOW_OK;
+  GST_VIDEO_DECODER_ERROR(self, 1, STREAM, DECODE, ("Too many damaged frames."),
+                          ("frame %u: %s", number, what), result);
+  return result;
+}
+
+const char* DamageOf(const JpegFrame& frame, const FrameShape& shape) {
+  if (frame.images[0].damage != nullptr) return frame.images[0].damage;
+  if (!shape.fields) return nullptr;
+  if (shape.one_field && frame.images[0].field_code != 0) return "its second field is missing";
+  return frame.images[1].damage;
+}
+
+const char* RefusalOf(const JpegFrame& frame) {
+  for (int i = 0; i < frame.count; ++i) {
+    if (frame.images[i].refusal != nullptr) return frame.images[i].refusal;
+  }
+  return nullptr;
+}
+
+void FlagOutput(GstBuffer* buffer, const FrameShape& shape, const OutputShape& output,
+                bool damaged) {
+  if (damaged) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_CORRUPTED);
+  if (output.mode == GST_VIDEO_INTERLACE_MODE_PROGRESSIVE) return;
+  if (shape.fields || output.mode == GST_VIDEO_INTERLACE_MODE_INTERLEAVED) {
+    GST_BUFFER_FLAG_SET(buffer, GST_VIDEO_BUFFER_FLAG_INTERLACED);
+  }
+  if (output.order == GST_VIDEO_FIELD_ORDER_TOP_FIELD_FIRST) {
+    GST_BUFFER_FLAG_SET(buffer, GST_VIDEO_BUFFER_FLAG_TFF);
+  }
+}
+
+GstFlowReturn Output(TkmjpgDec* self, GstVideoCodecFrame* codec_frame,
+                     std::span<const uint8_t> stream, const JpegFrame& frame,
+                     const FrameShape& shape, const Options& options) {
+  TkmjpgDec::State& state = *self->state;
+  GstVideoDecoder* base = GST_VIDEO_DECODER(self);
+  const GstFlowReturn flow = gst_video_decoder_allocate_output_frame(base, codec_frame);
+  if (flow != GST_FLOW_OK) return flow;
+  GstVideoFrame out;
+  if (!gst_video_frame_map(&out, &state.output, codec_frame->output_buffer, GST_MAP_READWRITE)) {
+    return GST_FLOW_ERROR;
+  }
+  state.decoder.Decode(stream, frame, shape, state.shape.limited_range, options.first_image, &out);
+  gst_video_frame_unmap(&out);
+  return GST_FLOW_OK;
+}
+
+// GST_FLOW_CUSTOM_SUCCESS: there is nothing to give out for this frame.
+GstFlowReturn DecodeFrame(TkmjpgDec* self, GstVideoCodecFrame* codec_frame,
+                          std::span<const uint8_t> stream) {
+  TkmjpgDec::State& state = *self->state;
+  const guint32 number = codec_frame->system_frame_number;
+  const JpegFrame frame = ReadJpegFrame(stream);
+  const char* refusal = RefusalOf(frame);
+  if (refusal != nullptr && state.shape.width == 0) {
+    PostRefusal(self, refusal);
+    return GST_FLOW_NOT_NEGOTIATED;
+  }
+  if (frame.count == 0 || refusal != nullptr || frame.images[0].width == 0 ||
+      frame.images[0].height == 0) {
+    const GstFlowReturn flow =
+        CountDamage(self, number, refusal != nullptr ? refusal : "there is no image in it");
+    return flow == GST_FLOW_OK ? GST_FLOW_CUSTOM_SUCCESS : flow;
+  }
+  const Options options = OptionsNow(self);
+  // Where no container tells the height, a pair that lost its second image still makes one.
+  const GstVideoInfo& info = state.input->info;
+  const int height =
+      GST_VIDEO_INFO_HEIGHT(&info) == 0 && frame.count == 1 && frame.images[0].field_code != 0
+          ? state.shape.height
+          : GST_VIDEO_INFO_HEIGHT(&info);
+  const FrameShape shape = ShapeOf(frame, GST_VIDEO_INFO_WIDTH(&info), height);
+  const OutputShape output = OutputShapeOf(state, frame, shape, options);
+  if (output != state.shape && !Negotiate(self, output)) return GST_FLOW_NOT_NEGOTIATED;
+  const char* damage = DamageOf(frame, shape);
+  if (damage != nullptr) {
+    const GstFlowReturn flow = CountDamage(self, number, damage);
+    if (flow != GST_FLOW_OK) return flow;
+  }
+  const GstFlowReturn flow = Output(self, codec_frame, stream, frame, shape, options);
+  if (flow == GST_FLOW_OK) {
+    FlagOutput(codec_frame->output_buffer, shape, output, damage != nullptr);
+  }
+  return flow;
+}
+
+GstFlowReturn HandleFrame(GstVideoDecoder* base, GstVideoCodecFrame* frame) {
+  GstMapInfo map;
+  if (!gst_buffer_map(frame->input_buffer, &map, GST_MAP_READ)) {
+    gst_video_decoder_release_frame(base, frame);
+    return GST_FLOW_ERROR;
+  }
+  GstFlowReturn flow = GST_FLOW_CUSTOM_SUCCESS;
+  // Without any byte it is not damaged: the frame before it stays.
+  if (map.size != 0) flow = DecodeFrame(Self(base), frame, {map.data, map.size});
+  gst_buffer_unmap(frame->input_buffer, &map);
+  if (flow == GST_FLOW_OK) return gst_video_decoder_finish_frame(base, frame);
+  if (flow == GST_FLOW_CUSTOM_SUCCESS) return gst_video_decoder_drop_frame(base, frame);
+  gst_video_decoder_release_frame(base, frame);
+  return flow;
+}
+
+gboolean Start(GstVideoDecoder* base) {
+  TkmjpgDec* self = Self(base);
+  GST_OBJECT_LOCK(self);
+  self->state->damaged_frames = 0;
+  GST_OBJECT_UNLOCK(self);
+  return TRUE;
+}
+
+gboolean Stop(GstVideoDecoder* base) {
+  TkmjpgDec::State& state = *Self(base)->state;
+  g_clear_pointer(&state.input, gst_video_codec_state_unref);
+  state.shape = {};
+  state.decoder = {};
+  return TRUE;
+}
+
+void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* spec) {
+  Options& options = Self(object)->state->options;
+  GST_OBJECT_LOCK(object);
+  switch (id) {
+    case kRangeProperty:
+      options.range = ChoiceOf<Range>(value);
+      break;
+    case kFirstImage:
+      options.first_image = ChoiceOf<FirstImage>(value);
+      break;
+    default:
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+  }
+  GST_OBJECT_UNLOCK(object);
+}
+
+void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
+  const TkmjpgDec::State& state = *Self(object)->state;
+  GST_OBJECT_LOCK(object);
+  switch (id) {
+    case kRangeProperty:
+      g_value_set_enum(value, static_cast<gint>(state.options.range));
+      break;
+    case kFirstImage:
+      g_value_set_enum(value, static_cast<gint>(state.options.first_image));
+      break;
+    case kDamagedFrames:
+      g_value_set_uint64(value, state.damaged_frames);
+      break;
+    default:
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+  }
+  GST_OBJECT_UNLOCK(object);
+}
+
+void Finalize(GObject* object) {
+  delete Self(object)->state;
+  G_OBJECT_CLASS(tkmjpg_dec_parent_class)->finalize(object);
+}
+
+void InstallProperties(GObjectClass* object) {
+  const auto settable = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS |
+                                                 GST_PARAM_MUTABLE_PLAYING);
+  g_object_class_install_property(
+      object, kRangeProperty,
+      g_param_spec_enum("range", "Range",
+                        "Luma of the stream. Auto: limited if a comment CS=ITU601 says so, else "
+                        "as the caps say, else limited with an AVI1 segment and full without",
+                        RangeType(), static_cast<gint>(Range::kAuto), settable));
+  g_object_class_install_property(
+      object, kFirstImage,
+      g_param_spec_enum("first-image", "First image",
+                        "Which lines the first image of a field pair has", FirstImageType(),
+                        static_cast<gint>(FirstImage::kAuto), settable));
+  g_object_class_install_property(
+      object, kDamagedFrames,
+      g_param_spec_uint64("damaged-frames", "Damaged frames",
+                          "Frames so far whose markers show that something is missing or wrong", 0,
+                          G_MAXUINT64, 0,
+                          static_cast<GParamFlags>(G_PARAM_READABLE | G_PARAM_STATIC_STRINGS)));
+}
+
+void tkmjpg_dec_class_init(TkmjpgDecClass* type) {
+  GST_DEBUG_CATEGORY_INIT(tkmjpgdec_debug, "tkmjpgdec", 0, "tkmjpg decoder");
+  GObjectClass* object = G_OBJECT_CLASS(type);
+  object->set_property = SetProperty;
+  object->get_property = GetProperty;
+  object->finalize = Finalize;
+  InstallProperties(object);
+
+  GstElementClass* element = GST_ELEMENT_CLASS(type);
+  gst_element_class_add_static_pad_template(element, &sink_template);
+  gst_element_class_add_static_pad_template(element, &src_template);
+  gst_element_class_set_static_metadata(
+      element, "tkmjpg Motion-JPEG decoder", "Codec/Decoder/Video",
+      "Decodes baseline JPEG 4:2:2 and keeps its chroma", "tkmjpg");
+
+  GstVideoDecoderClass* decoder = GST_VIDEO_DECODER_CLASS(type);
+  decoder->start = Start;
+  decoder->stop = Stop;
+  decoder->set_format = SetFormat;
+  decoder->handle_frame = HandleFrame;
+  decoder->sink_query = SinkQuery;
+}
+
+void tkmjpg_dec_init(TkmjpgDec* self) {
+  self->state = new TkmjpgDec::State;
+  gst_video_decoder_set_packetized(GST_VIDEO_DECODER(self), TRUE);
+}
+
+}  // namespace
+
+GType DecoderType() { return tkmjpg_dec_get_type(); }
+
+}  // namespace tkmjpg::gst
