@@ -139,21 +139,29 @@ GstVideoColorimetry StreamColorimetry(const GstVideoCodecState& input, bool limi
   return colors;
 }
 
-// The first that downstream takes, in the order of the template. RGB is made by BT.601 only.
-GstVideoFormat ChooseFormat(GstVideoDecoder* base, GstVideoColorMatrix matrix) {
-  GstCaps* caps = gst_pad_get_allowed_caps(GST_VIDEO_DECODER_SRC_PAD(base));
-  GstVideoFormat chosen = GST_VIDEO_FORMAT_UNKNOWN;
+// Null if `caps` has none. RGB is made by BT.601 only.
+const char* FirstFormatIn(GstCaps* caps, GstVideoColorMatrix matrix) {
   for (const char* name : {"YUY2", "UYVY", "BGR", "BGRx", "BGRA"}) {
     if (name[0] == 'B' && matrix != GST_VIDEO_COLOR_MATRIX_BT601) continue;
     GstCaps* wanted = gst_caps_new_simple("video/x-raw", "format", G_TYPE_STRING, name, nullptr);
-    const bool possible = caps == nullptr || gst_caps_can_intersect(caps, wanted);
+    const bool possible = gst_caps_can_intersect(caps, wanted);
     gst_caps_unref(wanted);
-    if (!possible) continue;
-    chosen = gst_video_format_from_string(name);
-    break;
+    if (possible) return name;
   }
-  if (caps != nullptr) gst_caps_unref(caps);
-  return chosen;
+  return nullptr;
+}
+
+// Converters give first what they need not convert, and then, apart, what they can.
+GstVideoFormat ChooseFormat(GstVideoDecoder* base, GstVideoColorMatrix matrix) {
+  GstCaps* caps = gst_pad_peer_query_caps(GST_VIDEO_DECODER_SRC_PAD(base), nullptr);
+  const char* name = gst_caps_is_any(caps) ? FirstFormatIn(caps, matrix) : nullptr;
+  for (guint i = 0; i < gst_caps_get_size(caps) && name == nullptr; ++i) {
+    GstCaps* one = gst_caps_copy_nth(caps, i);
+    name = FirstFormatIn(one, matrix);
+    gst_caps_unref(one);
+  }
+  gst_caps_unref(caps);
+  return name == nullptr ? GST_VIDEO_FORMAT_UNKNOWN : gst_video_format_from_string(name);
 }
 
 OutputShape OutputShapeOf(const TkmjpgDec::State& state, const JpegFrame& frame,
