@@ -1,11 +1,9 @@
 #include <gst/video/gstvideodecoder.h>
 
-#include <cstring>
-#include <string_view>
-
 #include "gstreamer/choices.h"
 #include "gstreamer/elements.h"
 #include "gstreamer/frame_decoder.h"
+#include "gstreamer/stream_caps.h"
 
 GST_DEBUG_CATEGORY_STATIC(tkmjpgdec_debug);
 #define GST_CAT_DEFAULT tkmjpgdec_debug
@@ -16,16 +14,6 @@ namespace {
 struct Options {
   Range range = Range::kAuto;
   FirstImage first_image = FirstImage::kAuto;
-};
-
-// What the output caps are made of.
-struct OutputShape {
-  int width = 0, height = 0;
-  GstVideoInterlaceMode mode = GST_VIDEO_INTERLACE_MODE_PROGRESSIVE;
-  GstVideoFieldOrder order = GST_VIDEO_FIELD_ORDER_UNKNOWN;
-  bool limited_range = false;
-
-  bool operator==(const OutputShape&) const = default;
 };
 
 enum Property { kRangeProperty = 1, kFirstImage, kDamagedFrames };
@@ -76,21 +64,6 @@ gboolean SinkQuery(GstVideoDecoder* base, GstQuery* query) {
   return TRUE;
 }
 
-const char* RefusalOf(const GstStructure* caps) {
-  int sof_marker = 0;
-  gst_structure_get_int(caps, "sof-marker", &sof_marker);
-  if (sof_marker != 0) return "only baseline images (SOF0) are read";
-  const char* colorspace = gst_structure_get_string(caps, "colorspace");
-  if (colorspace != nullptr && std::strcmp(colorspace, "sYUV") != 0) {
-    return "only YCbCr is read";
-  }
-  const char* sampling = gst_structure_get_string(caps, "sampling");
-  if (sampling != nullptr && std::strcmp(sampling, "YCbCr-4:2:2") != 0) {
-    return "only 4:2:2 is read";
-  }
-  return nullptr;
-}
-
 void PostRefusal(TkmjpgDec* self, const char* why) {
   GST_ELEMENT_ERROR(self, STREAM, WRONG_TYPE, ("This JPEG is for another decoder: %s.", why),
                     (nullptr));
@@ -98,7 +71,7 @@ void PostRefusal(TkmjpgDec* self, const char* why) {
 
 gboolean SetFormat(GstVideoDecoder* base, GstVideoCodecState* input) {
   TkmjpgDec* self = Self(base);
-  const char* refusal = RefusalOf(gst_caps_get_structure(input->caps, 0));
+  const char* refusal = RefusalOf(input->caps);
   if (refusal != nullptr) {
     PostRefusal(self, refusal);
     return FALSE;
@@ -109,34 +82,6 @@ gboolean SetFormat(GstVideoDecoder* base, GstVideoCodecState* input) {
   state.shape = {};
   state.decoder = {};
   return TRUE;
-}
-
-// What the caps say of YCbCr; range and matrix are unknown if they do not.
-GstVideoColorimetry CapsColorimetry(const GstVideoCodecState& input) {
-  GstVideoColorimetry colors = {};
-  const char* text = gst_structure_get_string(gst_caps_get_structure(input.caps, 0), "colorimetry");
-  if (text == nullptr || !gst_video_colorimetry_from_string(&colors, text) ||
-      colors.matrix == GST_VIDEO_COLOR_MATRIX_RGB) {
-    colors = {};
-  }
-  return colors;
-}
-
-bool IsLimited(const GstVideoCodecState& input, const JpegImage& image, Range range) {
-  if (range != Range::kAuto) return range == Range::kLimited;
-  const GstVideoColorRange said = CapsColorimetry(input).range;
-  if (image.itu601 || said == GST_VIDEO_COLOR_RANGE_UNKNOWN) return image.itu601 || image.avi1;
-  return said == GST_VIDEO_COLOR_RANGE_16_235;
-}
-
-// BT.601 if the caps do not say otherwise, as of all JPEG.
-GstVideoColorimetry StreamColorimetry(const GstVideoCodecState& input, bool limited_range) {
-  GstVideoColorimetry colors = CapsColorimetry(input);
-  if (colors.matrix == GST_VIDEO_COLOR_MATRIX_UNKNOWN) {
-    gst_video_colorimetry_from_string(&colors, GST_VIDEO_COLORIMETRY_BT601);
-  }
-  colors.range = limited_range ? GST_VIDEO_COLOR_RANGE_16_235 : GST_VIDEO_COLOR_RANGE_0_255;
-  return colors;
 }
 
 // Null if `caps` has none. RGB is made by BT.601 only.
@@ -162,25 +107,6 @@ GstVideoFormat ChooseFormat(GstVideoDecoder* base, GstVideoColorMatrix matrix) {
   }
   gst_caps_unref(caps);
   return name == nullptr ? GST_VIDEO_FORMAT_UNKNOWN : gst_video_format_from_string(name);
-}
-
-OutputShape OutputShapeOf(const TkmjpgDec::State& state, const JpegFrame& frame,
-                          const FrameShape& shape, const Options& options) {
-  OutputShape result = {shape.width, shape.height};
-  const GstVideoInfo& info = state.input->info;
-  result.mode = GST_VIDEO_INFO_INTERLACE_MODE(&info);
-  if (shape.fields && result.mode == GST_VIDEO_INTERLACE_MODE_PROGRESSIVE) {
-    result.mode = GST_VIDEO_INTERLACE_MODE_INTERLEAVED;
-  }
-  if (result.mode == GST_VIDEO_INTERLACE_MODE_INTERLEAVED) {
-    result.order = GST_VIDEO_INFO_FIELD_ORDER(&info);
-    // The first image is the first in time, unless the caps say otherwise.
-    if (result.order == GST_VIDEO_FIELD_ORDER_UNKNOWN) {
-      result.order = GST_VIDEO_FIELD_ORDER_TOP_FIELD_FIRST;
-    }
-  }
-  result.limited_range = IsLimited(*state.input, frame.images[0], options.range);
-  return result;
 }
 
 bool Negotiate(TkmjpgDec* self, const OutputShape& shape) {
@@ -266,37 +192,49 @@ GstFlowReturn Output(TkmjpgDec* self, GstVideoCodecFrame* codec_frame,
 }
 
 // GST_FLOW_CUSTOM_SUCCESS: there is nothing to give out for this frame.
+GstFlowReturn CountAndDrop(TkmjpgDec* self, guint32 number, const char* what) {
+  const GstFlowReturn flow = CountDamage(self, number, what);
+  return flow == GST_FLOW_OK ? GST_FLOW_CUSTOM_SUCCESS : flow;
+}
+
+FrameShape ShapeOf(const TkmjpgDec::State& state, const JpegFrame& frame) {
+  const GstVideoInfo& info = state.input->info;
+  int height = GST_VIDEO_INFO_HEIGHT(&info);
+  // Where no container tells the height, a pair that lost its second image still makes one.
+  if (height == 0 && frame.count == 1 && frame.images[0].field_code != 0) {
+    height = state.shape.height;
+  }
+  return ShapeOf(frame, GST_VIDEO_INFO_WIDTH(&info), height);
+}
+
 GstFlowReturn DecodeFrame(TkmjpgDec* self, GstVideoCodecFrame* codec_frame,
                           std::span<const uint8_t> stream) {
-  TkmjpgDec::State& state = *self->state;
+  const TkmjpgDec::State& state = *self->state;
   const guint32 number = codec_frame->system_frame_number;
   const JpegFrame frame = ReadJpegFrame(stream);
-  const char* refusal = RefusalOf(frame);
-  if (refusal != nullptr && state.shape.width == 0) {
+  const JpegImage& first = frame.images[0];
+  const bool begun = state.shape.width != 0;
+  if (const char* refusal = RefusalOf(frame); refusal != nullptr) {
+    if (begun) return CountAndDrop(self, number, refusal);
     PostRefusal(self, refusal);
     return GST_FLOW_NOT_NEGOTIATED;
   }
-  if (frame.count == 0 || refusal != nullptr || frame.images[0].width == 0 ||
-      frame.images[0].height == 0) {
-    const GstFlowReturn flow =
-        CountDamage(self, number, refusal != nullptr ? refusal : "there is no image in it");
-    return flow == GST_FLOW_OK ? GST_FLOW_CUSTOM_SUCCESS : flow;
+  if (frame.count == 0 || first.width == 0 || first.height == 0) {
+    return CountAndDrop(self, number, "there is no image in it");
   }
   const Options options = OptionsNow(self);
-  // Where no container tells the height, a pair that lost its second image still makes one.
-  const GstVideoInfo& info = state.input->info;
-  const int height =
-      GST_VIDEO_INFO_HEIGHT(&info) == 0 && frame.count == 1 && frame.images[0].field_code != 0
-          ? state.shape.height
-          : GST_VIDEO_INFO_HEIGHT(&info);
-  const FrameShape shape = ShapeOf(frame, GST_VIDEO_INFO_WIDTH(&info), height);
-  const OutputShape output = OutputShapeOf(state, frame, shape, options);
-  if (output != state.shape && !Negotiate(self, output)) return GST_FLOW_NOT_NEGOTIATED;
+  const FrameShape shape = ShapeOf(state, frame);
+  const OutputShape output = OutputShapeOf(*state.input, frame, shape, options.range);
   const char* damage = DamageOf(frame, shape);
+  // What is damaged is not believed when it says that the size has changed.
+  if (damage != nullptr && output != state.shape && (begun || first.too_short)) {
+    return CountAndDrop(self, number, damage);
+  }
   if (damage != nullptr) {
     const GstFlowReturn flow = CountDamage(self, number, damage);
     if (flow != GST_FLOW_OK) return flow;
   }
+  if (output != state.shape && !Negotiate(self, output)) return GST_FLOW_NOT_NEGOTIATED;
   const GstFlowReturn flow = Output(self, codec_frame, stream, frame, shape, options);
   if (flow == GST_FLOW_OK) {
     FlagOutput(codec_frame->output_buffer, shape, output, damage != nullptr);

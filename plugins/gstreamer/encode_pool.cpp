@@ -12,21 +12,21 @@ void EncodePool::Start(GstVideoCodecFrame* frame, const GstVideoFrame& raw,
   // Jobs end in the order in which they begin, so that the next encoder in turn is free.
   FrameEncoder& encoder = encoders_[next_encoder_];
   next_encoder_ = (next_encoder_ + 1) % encoders_.size();
-  Job job{frame, std::make_unique<GstVideoFrame>(raw), {}};
+  Job& job = jobs_.emplace_back(Job{frame, raw, {}});
   // A single thread is the caller's own, in TakeOldest.
-  job.stream = std::async(encoders_.size() == 1 ? std::launch::deferred : std::launch::async,
-                          [&encoder, picture = job.raw.get(), settings, carry] {
-                            return encoder.Encode(*picture, settings, carry);
-                          });
-  jobs_.push_back(std::move(job));
+  const std::launch policy = encoders_.size() == 1 ? std::launch::deferred : std::launch::async;
+  job.stream = std::async(policy, [&encoder, picture = &job.raw, settings, carry] {
+    return encoder.Encode(*picture, settings, carry);
+  });
 }
 
 GstVideoCodecFrame* EncodePool::TakeOldest() {
-  Job job = std::move(jobs_.front());
+  Job& job = jobs_.front();
+  GstVideoCodecFrame* frame = job.frame;
+  frame->output_buffer = job.stream.get();
+  gst_video_frame_unmap(&job.raw);
   jobs_.pop_front();
-  job.frame->output_buffer = job.stream.get();
-  gst_video_frame_unmap(job.raw.get());
-  return job.frame;
+  return frame;
 }
 
 }  // namespace tkmjpg::gst

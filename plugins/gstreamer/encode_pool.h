@@ -5,7 +5,6 @@
 
 #include <deque>
 #include <future>
-#include <memory>
 #include <vector>
 
 #include "gstreamer/frame_encoder.h"
@@ -31,7 +30,7 @@ class EncodePool {
  private:
   struct Job {
     GstVideoCodecFrame* frame;
-    std::unique_ptr<GstVideoFrame> raw;
+    GstVideoFrame raw;
     std::future<GstBuffer*> stream;
   };
 

@@ -4,9 +4,9 @@
 #include <memory>
 #include <thread>
 
-#include "gstreamer/choices.h"
 #include "gstreamer/elements.h"
 #include "gstreamer/encode_pool.h"
+#include "gstreamer/encoder_options.h"
 
 GST_DEBUG_CATEGORY_STATIC(tkmjpgenc_debug);
 #define GST_CAT_DEFAULT tkmjpgenc_debug
@@ -16,34 +16,10 @@ namespace {
 
 constexpr int kAssumedFramesPerSecond = 25;
 
-// What the user may set while frames are coded.
-struct Options {
-  int quality = 75;
-  guint bitrate = 0, target_size = 0;
-  Fields fields = Fields::kAuto;
-  Range range = Range::kAuto;
-  bool huffman_tables = true;
-  bool alpha = false;
-  guint threads = 1;
-
-  bool HasRateControl() const { return bitrate != 0 || target_size != 0; }
-};
-
-enum Property {
-  kQuality = 1,
-  kBitrate,
-  kTargetSize,
-  kFieldsProperty,
-  kRangeProperty,
-  kHuffmanTables,
-  kAlpha,
-  kThreads,
-};
-
 struct TkmjpgEnc {
   GstVideoEncoder parent;
   struct State {
-    Options options;  // under the object lock
+    EncoderOptions options;  // under the object lock
     GstVideoCodecState* input = nullptr;
     std::unique_ptr<EncodePool> pool;
     CodecCarryState carry = {256, 0};
@@ -72,19 +48,19 @@ GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
 
 TkmjpgEnc* Self(gpointer object) { return reinterpret_cast<TkmjpgEnc*>(object); }
 
-Options OptionsNow(TkmjpgEnc* self) {
+EncoderOptions OptionsNow(TkmjpgEnc* self) {
   GST_OBJECT_LOCK(self);
-  const Options options = self->state->options;
+  const EncoderOptions options = self->state->options;
   GST_OBJECT_UNLOCK(self);
   return options;
 }
 
-bool IsInterlaced(const Options& options, const GstVideoFrame& frame) {
+bool IsInterlaced(const EncoderOptions& options, const GstVideoFrame& frame) {
   if (options.fields == Fields::kAuto) return GST_VIDEO_FRAME_IS_INTERLACED(&frame);
   return options.fields == Fields::kInterlaced;
 }
 
-int32_t TargetSize(const Options& options, const GstVideoInfo& info) {
+int32_t TargetSize(const EncoderOptions& options, const GstVideoInfo& info) {
   if (options.target_size != 0) return static_cast<int32_t>(options.target_size);
   const bool known = GST_VIDEO_INFO_FPS_N(&info) > 0;
   const guint64 bytes = gst_util_uint64_scale(
@@ -93,7 +69,7 @@ int32_t TargetSize(const Options& options, const GstVideoInfo& info) {
   return static_cast<int32_t>(std::min<guint64>(bytes, INT32_MAX));
 }
 
-EncodeSettings SettingsFor(const Options& options, const GstVideoFrame& frame) {
+EncodeSettings SettingsFor(const EncoderOptions& options, const GstVideoFrame& frame) {
   EncodeSettings settings;
   settings.quality = options.quality;
   if (options.huffman_tables) settings.flags |= TKMJPG_C_HUFFMAN_TABLES;
@@ -143,7 +119,7 @@ GstFlowReturn HandleFrame(GstVideoEncoder* base, GstVideoCodecFrame* frame) {
     gst_video_codec_frame_unref(frame);
     return GST_FLOW_ERROR;
   }
-  const Options options = OptionsNow(self);
+  const EncoderOptions options = OptionsNow(self);
   // A frame's scale of rate control comes from the frame before it.
   if (options.HasRateControl()) {
     const GstFlowReturn flow = FinishAll(self);
@@ -238,7 +214,7 @@ gboolean SetFormat(GstVideoEncoder* base, GstVideoCodecState* input) {
   // What has begun leaves with the caps that it came with.
   FinishAll(self);
   if (!CanBeCoded(self, input->info)) return FALSE;
-  const Options options = OptionsNow(self);
+  const EncoderOptions options = OptionsNow(self);
   const EncodeFormat format = FormatFor(options.range, input->info);
   const bool full_rgb = !format.limited_range && !GST_VIDEO_INFO_IS_YUV(&input->info);
   if (full_rgb) {
@@ -302,68 +278,15 @@ gboolean Stop(GstVideoEncoder* base) {
 }
 
 void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* spec) {
-  Options& options = Self(object)->state->options;
   GST_OBJECT_LOCK(object);
-  switch (id) {
-    case kQuality:
-      options.quality = g_value_get_int(value);
-      break;
-    case kBitrate:
-      options.bitrate = g_value_get_uint(value);
-      break;
-    case kTargetSize:
-      options.target_size = g_value_get_uint(value);
-      break;
-    case kFieldsProperty:
-      options.fields = ChoiceOf<Fields>(value);
-      break;
-    case kRangeProperty:
-      options.range = ChoiceOf<Range>(value);
-      break;
-    case kHuffmanTables:
-      options.huffman_tables = g_value_get_boolean(value);
-      break;
-    case kAlpha:
-      options.alpha = g_value_get_boolean(value);
-      break;
-    case kThreads:
-      options.threads = g_value_get_uint(value);
-      break;
-    default:
-      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
-  }
+  const bool known = SetOption(Self(object)->state->options, id, value);
   GST_OBJECT_UNLOCK(object);
+  if (!known) G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
 }
 
 void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
-  const Options options = OptionsNow(Self(object));
-  switch (id) {
-    case kQuality:
-      g_value_set_int(value, options.quality);
-      break;
-    case kBitrate:
-      g_value_set_uint(value, options.bitrate);
-      break;
-    case kTargetSize:
-      g_value_set_uint(value, options.target_size);
-      break;
-    case kFieldsProperty:
-      g_value_set_enum(value, static_cast<gint>(options.fields));
-      break;
-    case kRangeProperty:
-      g_value_set_enum(value, static_cast<gint>(options.range));
-      break;
-    case kHuffmanTables:
-      g_value_set_boolean(value, options.huffman_tables);
-      break;
-    case kAlpha:
-      g_value_set_boolean(value, options.alpha);
-      break;
-    case kThreads:
-      g_value_set_uint(value, options.threads);
-      break;
-    default:
-      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+  if (!GetOption(OptionsNow(Self(object)), id, value)) {
+    G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
   }
 }
 
@@ -372,63 +295,13 @@ void Finalize(GObject* object) {
   G_OBJECT_CLASS(tkmjpg_enc_parent_class)->finalize(object);
 }
 
-void InstallProperties(GObjectClass* object) {
-  const Options defaults;
-  const auto ready = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS |
-                                              GST_PARAM_MUTABLE_READY);
-  const auto playing = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS |
-                                                GST_PARAM_MUTABLE_PLAYING);
-  g_object_class_install_property(
-      object, kQuality,
-      g_param_spec_int("quality", "Quality", "1 (smallest) to 100 (best)", 1, 100, defaults.quality,
-                       playing));
-  g_object_class_install_property(
-      object, kBitrate,
-      g_param_spec_uint("bitrate", "Bit rate",
-                        "Bits a second that the stream should come near, instead of quality; "
-                        "0: not used",
-                        0, G_MAXINT, 0, playing));
-  g_object_class_install_property(
-      object, kTargetSize,
-      g_param_spec_uint("target-size", "Target size",
-                        "Bytes that a frame should come near, instead of quality and bitrate; "
-                        "0: not used",
-                        0, G_MAXINT, 0, playing));
-  g_object_class_install_property(
-      object, kFieldsProperty,
-      g_param_spec_enum("fields", "Fields", "Whether a frame is coded as two fields", FieldsType(),
-                        static_cast<gint>(defaults.fields), ready));
-  g_object_class_install_property(
-      object, kRangeProperty,
-      g_param_spec_enum("range", "Range",
-                        "Luma of the stream; what comes in otherwise is converted. Players that "
-                        "know nothing else take a stream for full",
-                        RangeType(), static_cast<gint>(defaults.range), ready));
-  g_object_class_install_property(
-      object, kHuffmanTables,
-      g_param_spec_boolean("huffman-tables", "Huffman tables",
-                           "Each image carries its Huffman tables, for readers without defaults",
-                           defaults.huffman_tables, playing));
-  g_object_class_install_property(
-      object, kAlpha,
-      g_param_spec_boolean("alpha", "Alpha",
-                           "BGRA keeps its alpha plane, without loss, after the image",
-                           defaults.alpha, playing));
-  g_object_class_install_property(
-      object, kThreads,
-      g_param_spec_uint("threads", "Threads",
-                        "Frames coded at once, each further one a frame of latency; 0: one a "
-                        "processor. Rate control codes one at a time",
-                        0, 64, defaults.threads, ready));
-}
-
 void tkmjpg_enc_class_init(TkmjpgEncClass* type) {
   GST_DEBUG_CATEGORY_INIT(tkmjpgenc_debug, "tkmjpgenc", 0, "tkmjpg encoder");
   GObjectClass* object = G_OBJECT_CLASS(type);
   object->set_property = SetProperty;
   object->get_property = GetProperty;
   object->finalize = Finalize;
-  InstallProperties(object);
+  InstallEncoderOptions(object);
 
   GstElementClass* element = GST_ELEMENT_CLASS(type);
   gst_element_class_add_static_pad_template(element, &sink_template);

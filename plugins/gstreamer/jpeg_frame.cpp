@@ -30,6 +30,9 @@ enum Marker : uint8_t {
   kCom = 0xFE,
 };
 
+// Two luma blocks of 2 bits for the DC coefficient and 4 for the end, two chroma blocks of 2 and 2.
+constexpr size_t kMinMcuBits = 20;
+
 size_t WordAt(Bytes bytes, size_t offset) {
   return static_cast<size_t>(bytes[offset]) << 8 | bytes[offset + 1];
 }
@@ -112,7 +115,14 @@ class ImageReader {
     if (length < 2 || length > bytes_.size() - at_) return Cut();
     Take(marker, bytes_.subspan(at_ + 2, length - 2));
     at_ += length;
-    return marker == kSos ? PassScan() : true;
+    if (marker != kSos) return true;
+    const size_t begin = at_;
+    const bool whole = PassScan();
+    if (at_ - begin < Mcus() * kMinMcuBits / 8) {
+      image_.too_short = true;
+      Damaged("the scan is too short for its size");
+    }
+    return whole;
   }
   bool Cut() {
     at_ = bytes_.size();
@@ -199,11 +209,12 @@ class ImageReader {
     }
   }
 
+  size_t Mcus() const {
+    return (static_cast<size_t>(image_.width) + 15) / 16 *
+           ((static_cast<size_t>(image_.height) + 7) / 8);
+  }
   size_t ExpectedRestarts() const {
-    if (restart_interval_ == 0) return 0;
-    const size_t mcus = (static_cast<size_t>(image_.width) + 15) / 16 *
-                        ((static_cast<size_t>(image_.height) + 7) / 8);
-    return mcus == 0 ? 0 : (mcus - 1) / restart_interval_;
+    return restart_interval_ == 0 || Mcus() == 0 ? 0 : (Mcus() - 1) / restart_interval_;
   }
 
   Bytes bytes_;

@@ -19,6 +19,7 @@ struct JpegImage {
   size_t field_code_offset = 0;   // 0: no AVI1 segment
   const char* refusal = nullptr;  // why the codec does not read such images
   const char* damage = nullptr;   // what is wrong with this one
+  bool too_short = false;         // no image of this size has so few bytes
 };
 
 struct JpegFrame {

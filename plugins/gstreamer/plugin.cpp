@@ -15,4 +15,4 @@ gboolean Register(GstPlugin* plugin) {
 
 GST_PLUGIN_DEFINE(GST_VERSION_MAJOR, GST_VERSION_MINOR, tkmjpg,
                   "Motion-JPEG, baseline 4:2:2, exact and fast", Register, TKMJPG_VERSION,
-                  GST_LICENSE_UNKNOWN, "tkmjpg", "tkmjpg")
+                  "MIT/X11", "tkmjpg", "tkmjpg")

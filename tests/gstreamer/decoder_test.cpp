@@ -267,7 +267,7 @@ Bytes Without(const Bytes& stream, uint8_t marker) {
 // The frames around damage come out as they are, and damage is told frame by frame.
 TEST(GstDecoder, DamageIsCountedAndShownAndNeverFatal) {
   const Bytes good = Encode(64, 48, 0), pair = Encode(64, 48, kPair);
-  const size_t scan = FindMarker(good, 0xDA) + 14;
+  const size_t scan = FindMarker(good, 0xDA) + 14, size = FindMarker(good, 0xC0) + 5;
   const std::tuple<const char*, Bytes, const Bytes&, bool> cases[] = {
       {"noise", Noise(5000, 3), good, false},
       {"one byte", {0xFF}, good, false},
@@ -276,6 +276,7 @@ TEST(GstDecoder, DamageIsCountedAndShownAndNeverFatal) {
       {"no EOI", Without(good, 0xD9), good, true},
       {"a marker in the scan", Set(good, scan + 50, {0xFF, 0xC7}), good, true},
       {"a restart marker in the scan", Set(good, scan + 50, {0xFF, 0xD0}), good, true},
+      {"another size in SOF0", Set(good, size, {0x7F, 0xF8, 0x7F, 0xF0}), good, false},
       {"no second field", Head(pair, pair.size() / 2 - 40), pair, true},
   };
   for (const auto& [what, damaged, whole, shown] : cases) {

@@ -166,7 +166,7 @@ class ElementHarness {
     const GValue* value = gst_structure_get_value(gst_caps_get_structure(caps.get(), 0), name);
     if (value == nullptr) return "";
     gchar* text = gst_value_serialize(value);
-    const std::string result = text;
+    std::string result = text;
     g_free(text);
     return result;
   }

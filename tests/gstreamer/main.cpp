@@ -1,7 +1,8 @@
 // All tests in one process, with a registry of plugins that is made for them and gone with them.
 #include <gst/gst.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
+
+#include <cstdlib>
 
 #include "tests/temporary_folder.h"
 

@@ -1,6 +1,5 @@
 // The elements among those of others: peers that code and decode, containers, live sources.
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <tuple>
 
 #include "tests/gstreamer/element_harness.h"
@@ -13,7 +12,7 @@ std::string RunLine(const std::string& line) {
   GError* error = nullptr;
   GstElement* pipeline = gst_parse_launch(line.c_str(), &error);
   if (error != nullptr) {
-    const std::string text = error->message;
+    std::string text = error->message;
     g_error_free(error);
     return text;
   }
@@ -130,11 +129,12 @@ TEST_F(GstPipelines, ALiveSourceRunsThrough) {
 #ifndef __SANITIZE_ADDRESS__
 TEST_F(GstPipelines, NothingIsBlacklisted) {
   const std::string out = File("inspect.txt");
-  ASSERT_EQ(system(("GST_REGISTRY=" + File("registry.bin") +
-                    " GST_REGISTRY_FORK=yes gst-inspect-1.0 -b > " + out + " 2>&1 && " +
-                    "GST_REGISTRY=" + File("registry.bin") + " gst-inspect-1.0 tkmjpg >> " + out)
-                       .c_str()),
-            0);
+  ASSERT_EQ(
+      std::system(("GST_REGISTRY=" + File("registry.bin") +
+                   " GST_REGISTRY_FORK=yes gst-inspect-1.0 -b > " + out + " 2>&1 && " +
+                   "GST_REGISTRY=" + File("registry.bin") + " gst-inspect-1.0 tkmjpg >> " + out)
+                      .c_str()),
+      0);
   const Bytes text = ReadBytes(out);
   EXPECT_EQ(Count(text, "Total count: 0 blacklisted files"), 1);
   EXPECT_EQ(Count(text, "tkmjpgenc:") + Count(text, "tkmjpgdec:"), 2);
