@@ -75,15 +75,17 @@ void FrameDecoder::Decode(std::span<const uint8_t> stream, const JpegFrame& fram
   const std::span<const uint8_t> patched = Patched(stream, frame, shape, IsPackedYuv(*out));
   const uint32_t flags = limited_range ? 0 : TKMJPG_D_FULL_RANGE;
   if (shape.fields) {
-    DecodeFields(patched, shape, flags, first_image, out);
+    DecodeFields(patched, shape, damaged, flags, first_image, out);
   } else {
     Decompress(patched, flags, nullptr, out);
   }
 }
 
 void FrameDecoder::DecodeFields(std::span<const uint8_t> stream, const FrameShape& shape,
-                                uint32_t flags, FirstImage first_image, GstVideoFrame* out) {
-  const bool judge = first_image == FirstImage::kAuto && pairs_to_judge_ > 0 && !shape.one_field;
+                                bool damaged, uint32_t flags, FirstImage first_image,
+                                GstVideoFrame* out) {
+  const bool judge =
+      first_image == FirstImage::kAuto && pairs_to_judge_ > 0 && !shape.one_field && !damaged;
   const bool top =
       first_image == FirstImage::kAuto ? first_is_top_ : first_image == FirstImage::kTop;
   flags |= TKMJPG_D_ONE_FIELD_SMART;

@@ -20,8 +20,8 @@ class FrameDecoder {
               bool limited_range, FirstImage first_image, GstVideoFrame* out);
 
  private:
-  void DecodeFields(std::span<const uint8_t> stream, const FrameShape& shape, uint32_t flags,
-                    FirstImage first_image, GstVideoFrame* out);
+  void DecodeFields(std::span<const uint8_t> stream, const FrameShape& shape, bool damaged,
+                    uint32_t flags, FirstImage first_image, GstVideoFrame* out);
   std::span<const uint8_t> Patched(std::span<const uint8_t> stream, const JpegFrame& frame,
                                    const FrameShape& shape, bool packed_yuv);
 

@@ -305,6 +305,53 @@ TEST(GstDecoder, DamageIsCountedAndShownAndNeverFatal) {
   }
 }
 
+// Frames come in memory that was used before; what damage leaves out of them is black.
+TEST(GstDecoder, WhatCannotBeDecodedIsBlack) {
+  const Bytes good = Encode(63, 48, 0);
+  const size_t interval = FindMarker(good, 0xDD) + 4;
+  const Bytes damaged = Set(good, interval, {0, 2});  // no restart marker follows
+  const std::tuple<const char*, int, int> formats[] = {
+      {"YUY2", 16, 128}, {"UYVY", 16, 128}, {"BGR", 0, 0}, {"BGRx", 0, 0}};
+  for (const auto& [format, luma, chroma] : formats) {
+    SCOPED_TRACE(format);
+    ElementHarness decoder("tkmjpgdec", "image/jpeg", std::string("video/x-raw, format=") + format);
+    for (int i = 0; i < 3; ++i) decoder.Through(BufferOf(good));
+    const Buffer out = decoder.Through(BufferOf(damaged));
+    MappedFrame frame(decoder.OutputInfo(), out.get());
+    for (const int x : {40, 62}) {
+      EXPECT_EQ(frame.At(0, x, 40), luma);
+      EXPECT_EQ(frame.At(1, x / (chroma == 0 ? 1 : 2), 40), chroma);
+      EXPECT_EQ(frame.At(2, x / (chroma == 0 ? 1 : 2), 40), chroma);
+    }
+  }
+}
+
+// Whatever the bytes are, the next undamaged frame comes out as it is.
+TEST(GstDecoder, AnyDamageIsOvercome) {
+  std::mt19937 random(20);
+  for (const auto& [width, height, flags] : {std::tuple{47, 33, 0U}, {48, 34, kPair}}) {
+    const Bytes good = Encode(width, height, flags);
+    ElementHarness decoder("tkmjpgdec", JpegCaps(width, height));
+    const Bytes expected = BytesOf(decoder.Through(BufferOf(good)).get());
+    for (int round = 0; round < 400; ++round) {
+      Bytes damaged = good;
+      for (int edit = 0; edit < 3 && !damaged.empty(); ++edit) {
+        const size_t at = random() % (edit == 0 ? 200 : damaged.size());
+        if (random() % 4 == 0)
+          damaged.resize(at);
+        else
+          damaged[at] = static_cast<uint8_t>(random());
+      }
+      ASSERT_EQ(decoder.Push(damaged), GST_FLOW_OK);
+      while (decoder.Pull() != nullptr) {
+      }
+      decoder.Messages();
+    }
+    const Buffer out = decoder.Through(BufferOf(good));
+    EXPECT_EQ(BytesOf(out.get()), expected);
+  }
+}
+
 TEST(GstDecoder, MaxErrorsEndsIt) {
   ElementHarness decoder("tkmjpgdec max-errors=2", "image/jpeg");
   const Bytes noise = Noise(500, 1);

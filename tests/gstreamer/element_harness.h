@@ -107,7 +107,9 @@ inline Bytes BytesOf(GstBuffer* buffer) {
 }
 
 inline Buffer BufferOf(const Bytes& bytes) {
-  return Buffer(gst_buffer_new_memdup(bytes.data(), bytes.size()));
+  Buffer buffer(gst_buffer_new_allocate(nullptr, bytes.size(), nullptr));
+  if (!bytes.empty()) gst_buffer_fill(buffer.get(), 0, bytes.data(), bytes.size());
+  return buffer;
 }
 
 inline int Count(const Bytes& bytes, const std::string& text) {
