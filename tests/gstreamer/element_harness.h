@@ -67,9 +67,10 @@ class MappedFrame {
   GstVideoFrame frame_;
 };
 
-inline Buffer NewPicture(const GstVideoInfo& info, int seed = 0) {
+// `gaps` is what lies between the lines.
+inline Buffer NewPicture(const GstVideoInfo& info, int seed = 0, uint8_t gaps = 0xAA) {
   Buffer buffer(gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&info), nullptr));
-  gst_buffer_memset(buffer.get(), 0, 0xAA, GST_VIDEO_INFO_SIZE(&info));  // what lies between lines
+  gst_buffer_memset(buffer.get(), 0, gaps, GST_VIDEO_INFO_SIZE(&info));
   MappedFrame frame(info, buffer.get(), GST_MAP_READWRITE);
   for (guint c = 0; c < GST_VIDEO_INFO_N_COMPONENTS(&info); ++c) {
     const int x_step = 1 << GST_VIDEO_FORMAT_INFO_W_SUB(info.finfo, c);

@@ -80,6 +80,8 @@ TEST(GstEncoder, SaysInItsCapsWhatTheStreamIs) {
       {"interlace-mode", "interleaved"},
       {"field-order", "bottom-field-first"},
       {"colorimetry", "bt601"},
+      // Of 44 and 24 bytes, YCbCr: FFmpeg then puts the first field on line 0.
+      {"codec_data", "2c000000180000000000000002000000080000000200000001000000"},
   };
   for (const auto& [name, value] : fields) EXPECT_EQ(encoder.OutputField(name), value) << name;
 }
@@ -106,6 +108,18 @@ TEST(GstEncoder, FormatsAndSizesComeBack) {
         EXPECT_GT(Psnr(info, picture.get(), out, back.get(), chroma), 36) << chroma;
       }
     }
+  }
+}
+
+// The stream has the true width, and nothing of what lies beside the picture.
+TEST(GstEncoder, OddWidthsAreExact) {
+  for (const char* format : {"YUY2", "VYUY", "Y42B", "I420", "BGRx"}) {
+    const std::string caps = RawCaps(format, 33, 17);
+    ElementHarness encoder("tkmjpgenc", caps);
+    const Bytes stream = BytesOf(encoder.Through(NewPicture(InfoOf(caps), 0, 0x00)).get());
+    EXPECT_EQ(BytesOf(encoder.Through(NewPicture(InfoOf(caps), 0, 0xFF)).get()), stream) << format;
+    const size_t sof = FindMarker(stream, 0xC0);
+    EXPECT_EQ(Slice(stream, sof + 7, sof + 9), (Bytes{0, 33})) << format;
   }
 }
 
@@ -244,18 +258,21 @@ TEST(GstEncoder, AlphaIsKeptOnDemand) {
 // Any number of threads gives the same streams in the same order, and all of them at the end.
 TEST(GstEncoder, ThreadsKeepOrderAndBytes) {
   const std::string caps = RawCaps("I420", 160, 120);
-  ElementHarness one("tkmjpgenc", caps), four("tkmjpgenc threads=4", caps);
-  for (int i = 0; i < 10; ++i) {
-    one.Push(NewPicture(InfoOf(caps), i));
-    four.Push(NewPicture(InfoOf(caps), i));
-    EXPECT_EQ(four.Waiting(), std::max(0, i + 1 - 3));
-  }
-  gst_harness_push_event(four.get(), gst_event_new_eos());
-  ASSERT_EQ(four.Waiting(), 10);
-  for (int i = 0; i < 10; ++i) {
-    const Buffer expected = one.Pull(), stream = four.Pull();
-    EXPECT_EQ(BytesOf(stream.get()), BytesOf(expected.get()));
-    EXPECT_EQ(GST_BUFFER_PTS(stream.get()), i * 40 * GST_MSECOND);
+  for (const std::string option : {"", "target-size=6000 "}) {
+    ElementHarness one("tkmjpgenc " + option, caps);
+    ElementHarness four("tkmjpgenc threads=4 " + option, caps);
+    for (int i = 0; i < 10; ++i) {
+      one.Push(NewPicture(InfoOf(caps), i));
+      four.Push(NewPicture(InfoOf(caps), i));
+      EXPECT_EQ(four.Waiting(), std::max(0, i + 1 - (option.empty() ? 3 : 1)));
+    }
+    gst_harness_push_event(four.get(), gst_event_new_eos());
+    ASSERT_EQ(four.Waiting(), 10);
+    for (int i = 0; i < 10; ++i) {
+      const Buffer expected = one.Pull(), stream = four.Pull();
+      EXPECT_EQ(BytesOf(stream.get()), BytesOf(expected.get()));
+      EXPECT_EQ(GST_BUFFER_PTS(stream.get()), i * 40 * GST_MSECOND);
+    }
   }
 }
 
