@@ -12,6 +12,8 @@
 #                                  page, out/bench.html, and tables in markdown; takes minutes
 #   ./bench.sh --command [Y4M]     the command beside ffmpeg, there and back, on two cores; a test
 #                                  card of 300 frames of 1920x1080 if no file is given
+#   ./bench.sh --gstreamer [FILM]  the GStreamer elements beside jpegenc and jpegdec, CPU time of the
+#                                  same pipelines; the test card if no file is given
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 
@@ -50,6 +52,15 @@ case ${1:-} in
     "$here/scripts/packages.sh" <(echo time)
     build tkmjpg_command
     exec "$here/bench/command_bench.sh" "$here/build/release/tools/tkmjpg/tkmjpg" "$@"
+    ;;
+  --gstreamer)
+    shift
+    "$here/scripts/packages.sh"
+    "$here/scripts/packages.sh" <(echo time)
+    build gsttkmjpg
+    build tkmjpg_command
+    exec "$here/bench/gstreamer_bench.sh" "$here/build/release/plugins/gstreamer" \
+      "$here/build/release/tools/tkmjpg/tkmjpg" "$@"
     ;;
   *)
     "$here/scripts/packages.sh"

@@ -9,7 +9,7 @@ complain() {
   failed=1
 }
 
-mapfile -t sources < <(find include src tools tests bench fuzz packaging \
+mapfile -t sources < <(find include src plugins tools tests bench fuzz packaging \
   \( -name '*.c' -o -name '*.cpp' -o -name '*.h' \) | sort)
 clang-format-14 --dry-run -Werror "${sources[@]}" || complain "run clang-format-14 -i on these"
 
