@@ -133,12 +133,12 @@ TEST_F(DriverEntry, StoredSettingsLeaveTheRestOfTheProfileAsItWas) {
   fs::permissions(ProfileFile(), fs::perms(0640));
   tkmjpg::WriteStoredSettings({.options = 1, .quality = 200});
   EXPECT_EQ(fs::status(ProfileFile()).permissions(), fs::perms(0640));
-  EXPECT_EQ(tkmjpg::StoredDefaultQuality(), 100);
+  EXPECT_EQ(tkmjpg::ReadStoredSettings().quality, 200U);
 
   fs::remove_all(folder);
   std::ofstream(folder) << "in the way";
   tkmjpg::WriteStoredSettings({.options = 1, .quality = 1});
-  EXPECT_EQ(tkmjpg::StoredDefaultQuality(), 60) << "a failed write is no failure";
+  EXPECT_EQ(tkmjpg::ReadStoredSettings().quality, 60U) << "a failed write is no failure";
 }
 
 TEST_F(DriverEntry, StateGoesOutAndComesBack) {

@@ -153,26 +153,21 @@ TKMJPG_LANES_INLINE Register PackShifted(Register a, Register b) {
 }
 // Sums of pairs of words: four of a, four of b.
 TKMJPG_LANES_INLINE Register PairSums(Register a, Register b) { return vpaddq_s16(a, b); }
-TKMJPG_LANES_INLINE Register UnpackLow8(Register a, Register b) {
-  return Signed(vzip1q_u8(AsBytes(a), AsBytes(b)));
-}
-TKMJPG_LANES_INLINE Register UnpackHigh8(Register a, Register b) {
-  return Signed(vzip2q_u8(AsBytes(a), AsBytes(b)));
-}
+#define TKMJPG_UNPACK(bits)                                                              \
+  TKMJPG_LANES_INLINE Register UnpackLow##bits(Register a, Register b) {                 \
+    return vreinterpretq_s16_s##bits(                                                    \
+        vzip1q_s##bits(vreinterpretq_s##bits##_s16(a), vreinterpretq_s##bits##_s16(b))); \
+  }                                                                                      \
+  TKMJPG_LANES_INLINE Register UnpackHigh##bits(Register a, Register b) {                \
+    return vreinterpretq_s16_s##bits(                                                    \
+        vzip2q_s##bits(vreinterpretq_s##bits##_s16(a), vreinterpretq_s##bits##_s16(b))); \
+  }
+TKMJPG_UNPACK(8)
+TKMJPG_UNPACK(32)
+TKMJPG_UNPACK(64)
+#undef TKMJPG_UNPACK
 TKMJPG_LANES_INLINE Register UnpackLow16(Register a, Register b) { return vzip1q_s16(a, b); }
 TKMJPG_LANES_INLINE Register UnpackHigh16(Register a, Register b) { return vzip2q_s16(a, b); }
-TKMJPG_LANES_INLINE Register UnpackLow32(Register a, Register b) {
-  return vreinterpretq_s16_s32(vzip1q_s32(vreinterpretq_s32_s16(a), vreinterpretq_s32_s16(b)));
-}
-TKMJPG_LANES_INLINE Register UnpackHigh32(Register a, Register b) {
-  return vreinterpretq_s16_s32(vzip2q_s32(vreinterpretq_s32_s16(a), vreinterpretq_s32_s16(b)));
-}
-TKMJPG_LANES_INLINE Register UnpackLow64(Register a, Register b) {
-  return vreinterpretq_s16_s64(vzip1q_s64(vreinterpretq_s64_s16(a), vreinterpretq_s64_s16(b)));
-}
-TKMJPG_LANES_INLINE Register UnpackHigh64(Register a, Register b) {
-  return vreinterpretq_s16_s64(vzip2q_s64(vreinterpretq_s64_s16(a), vreinterpretq_s64_s16(b)));
-}
 
 TKMJPG_LANES_INLINE void StoreLane(void* to, Register x, int /*lane*/) { Store(to, x); }
 

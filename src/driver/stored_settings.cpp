@@ -1,6 +1,5 @@
 #include "driver/stored_settings.h"
 
-#include <algorithm>
 #include <cstdio>
 
 #include "driver/options.h"
@@ -19,10 +18,6 @@ void WriteStoredSettings(const StoredSettings& settings) {
   WriteProfileStringA(kProfileSection, kOptionsKey, text);
   std::snprintf(text, sizeof text, "%i", static_cast<int>(settings.quality));
   WriteProfileStringA(kProfileSection, kQualityKey, text);
-}
-
-int StoredDefaultQuality() {
-  return static_cast<int>(std::clamp<uint32_t>(ReadStoredSettings().quality, 1, 100));
 }
 
 }  // namespace tkmjpg

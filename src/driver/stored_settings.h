@@ -15,7 +15,4 @@ StoredSettings ReadStoredSettings();
 // Failures are ignored: a host goes on with the settings that its user chose.
 void WriteStoredSettings(const StoredSettings& settings);
 
-// The stored quality as the frame calls take it, 1 to 100.
-int StoredDefaultQuality();
-
 }  // namespace tkmjpg
