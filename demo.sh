@@ -34,7 +34,7 @@ step() {
   echo "tkmjpg $*" >&2
   "$tkmjpg" "$@" 2>"$work/$1" || { cat "$work/$1" >&2; return 1; }
 }
-# The number ahead of a word in such a file: "... 0.662 bits per pixel, 225.6 fps".
+# The number before a word in such a file: "... 0.662 bits per pixel, 225.6 fps".
 number() { grep -oP "[0-9.]+(?= $2)" "$work/$1" | tail -1; }
 
 # One frame of the source as a picture.

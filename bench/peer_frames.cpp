@@ -10,14 +10,16 @@ namespace tkmjpg {
 using tool::Bytes;
 using tool::Picture;
 
-size_t StreamRoom(int width, int height) { return size_t(width + 16) * (height + 16) * 8 + 65536; }
+size_t StreamCapacity(int width, int height) {
+  return size_t(width + 16) * (height + 16) * 8 + 65536;
+}
 
-size_t EncodePicture(const Picture& picture, int width, int height, int quality, Bytes& room) {
+size_t EncodePicture(const Picture& picture, int width, int height, int quality, Bytes& buffer) {
   constexpr uint32_t kFlags = TKMJPG_C_HUFFMAN_TABLES | 5 << TKMJPG_C_MODE_SHIFT;
   const uint32_t size =
-      CompressBuffer_MJPG(picture.pixels.data(), static_cast<int32_t>(picture.stride), room.data(),
-                          static_cast<uint32_t>(room.size()), width, height, quality, kFlags,
-                          picture.layout, 0, nullptr);
+      CompressBuffer_MJPG(picture.pixels.data(), static_cast<int32_t>(picture.stride),
+                          buffer.data(), static_cast<uint32_t>(buffer.size()), width, height,
+                          quality, kFlags, picture.layout, 0, nullptr);
   if (size == 0) throw std::runtime_error("a frame cannot be coded");
   return size;
 }
@@ -31,7 +33,7 @@ void DecodePicture(const Bytes& stream, int width, int height, Picture& picture)
 namespace {
 
 Bytes Encode(const Picture& picture, int width, int height, int quality) {
-  Bytes stream(StreamRoom(width, height));
+  Bytes stream(StreamCapacity(width, height));
   stream.resize(EncodePicture(picture, width, height, quality, stream));
   return stream;
 }

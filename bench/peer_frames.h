@@ -23,10 +23,10 @@ void AddFile(const std::string& path, const tool::InputOptions& options, size_t 
 // texture with noise, and the same with little but its slopes left.
 std::vector<PeerFrame> TestFrames(size_t each);
 
-// To a JFIF stream that any reader takes, within `room`; returns its size.
+// To a JFIF stream that any reader takes, within `buffer`; returns its size.
 size_t EncodePicture(const tool::Picture& picture, int width, int height, int quality,
-                     tool::Bytes& room);
-size_t StreamRoom(int width, int height);
+                     tool::Bytes& buffer);
+size_t StreamCapacity(int width, int height);
 void DecodePicture(const tool::Bytes& stream, int width, int height, tool::Picture& picture);
 
 }  // namespace tkmjpg

@@ -100,13 +100,13 @@ int Tune(double target, const std::function<size_t(int quality)>& bytes) {
 class Bench {
  public:
   Bench(std::vector<PeerFrame> frames, PeerRun& run) : frames_(std::move(frames)), run_(run) {
-    size_t room = 0;
+    size_t capacity = 0;
     for (const PeerFrame& frame : frames_) {
       planes_.emplace_back(frame.width, frame.height).FromPacked(frame.yuv);
       run_.pixels += static_cast<double>(frame.width) * frame.height;
-      room = std::max(room, StreamRoom(frame.width, frame.height));
+      capacity = std::max(capacity, StreamCapacity(frame.width, frame.height));
     }
-    stream_.resize(room);
+    stream_.resize(capacity);
   }
 
   void Run(int quality) {

@@ -54,14 +54,14 @@ void PaintAlpha(Arguments& arguments, const HostPicture& host, uint8_t* pixels) 
 }
 
 void ThereAndBack(Arguments& arguments, const HostPicture& host) {
-  const uint32_t room = arguments.ConsumeIntegralInRange<uint32_t>(0, 60000);
+  const uint32_t capacity = arguments.ConsumeIntegralInRange<uint32_t>(0, 60000);
   const GuardedBuffer pixels(host.Bytes(), DrawGuard(arguments));
   Fill(pixels.data(), pixels.size(), false);
   PaintAlpha(arguments, host, pixels.data());
-  const GuardedBuffer output(room);
-  const uint32_t size = tkmjpg::EncodeAlphaPlane(output.data(), room, host.Line(pixels.data()),
+  const GuardedBuffer output(capacity);
+  const uint32_t size = tkmjpg::EncodeAlphaPlane(output.data(), capacity, host.Line(pixels.data()),
                                                  host.stride, host.width, host.height);
-  Require(size <= room, "within the room");
+  Require(size <= capacity, "within the capacity");
   if (size == 0) return;
   const Bytes segment(output.data(), output.data() + size);
   const GuardedBuffer back(host.Bytes());

@@ -60,7 +60,7 @@ void ReadFile(const GuardedBuffer& bytes) {
   uint64_t end = 0;
   for (const tkmjpg::tool::AviFrame& frame : file.frames) {
     Require(frame.offset >= end && frame.offset + frame.size <= all.size(),
-            "frames lie inside the file, one behind the other");
+            "frames lie inside the file, one after the other");
     end = frame.offset + frame.size;
   }
   for (size_t i = 0; i < std::min(file.frames.size(), kFrames); ++i) {

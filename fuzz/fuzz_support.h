@@ -10,7 +10,7 @@
 
 #include "tests/frame_calls.h"
 
-// Numbers come from the end of the input, so that a stream with some bytes behind it is a seed.
+// Numbers come from the end of the input, so that a stream with some bytes after it is a seed.
 using Arguments = FuzzedDataProvider;
 
 inline void Require(bool holds, const char* what) {
@@ -51,7 +51,7 @@ inline HostPicture DrawPicture(Arguments& arguments, int pixel_bytes, int smalle
   return host;
 }
 
-// What stands in a picture ahead of a call; two of them that differ in every byte show which bytes
+// What stands in a picture before a call; two of them that differ in every byte show which bytes
 // the call has written.
 inline constexpr size_t kFillingBytes = 1 << 18;
 struct Fillings {
@@ -75,7 +75,7 @@ inline void Fill(uint8_t* bytes, size_t size, bool inverted) {
   if (size != 0) std::memcpy(bytes, Filling(inverted), size);
 }
 
-// Two pictures that a call is made on, in front of a page that faults and behind one.
+// Two pictures that a call is made on, before a page that faults and after one.
 struct TwoPictures {
   GuardedBuffer a, b;
 

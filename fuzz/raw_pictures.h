@@ -20,7 +20,7 @@ class RawPicture {
       drawn_ = arguments.ConsumeBytes<uint8_t>(arguments.ConsumeIntegralInRange<size_t>(1, 1024));
     }
     for (int y = 0; y < host.lines; ++y) PaintLine(Line(y), layout.pixel_bytes, y);
-    for (int y = 0; y < host.lines; ++y) PoisonBehind(Line(y));
+    for (int y = 0; y < host.lines; ++y) PoisonAfter(Line(y));
   }
   RawPicture(const RawPicture&) = delete;
   RawPicture& operator=(const RawPicture&) = delete;
@@ -51,7 +51,7 @@ class RawPicture {
     }
   }
   // What lies between two lines must not even be read.
-  void PoisonBehind(uint8_t* line) const {
+  void PoisonAfter(uint8_t* line) const {
     uint8_t* const end = line + host_.line_bytes;
     const size_t gap = host_.Step() - host_.line_bytes;
     if (end + gap <= pixels_.data() + pixels_.size()) ASAN_POISON_MEMORY_REGION(end, gap);

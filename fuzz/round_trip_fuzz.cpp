@@ -1,5 +1,5 @@
-// Raw picture to stream and back, every layout, flag, size, quality and room: the room holds, the
-// whole picture comes back, and alpha exactly.
+// Raw picture to stream and back, every layout, flag, size, quality and capacity: the capacity
+// holds, the whole picture comes back, and alpha exactly.
 #include <algorithm>
 
 #include "decoder/frame_decompressor.h"
@@ -45,7 +45,7 @@ void RequireSameAlpha(const HostPicture& host, const RawPicture& picture, Bytes 
   }
 }
 
-// Behind a single field any SOI counts, even in the alpha segment's bits: that field's picture is
+// After a single field any SOI counts, even in the alpha segment's bits: that field's picture is
 // then not completed.
 bool AlphaLooksLikeImage(const Bytes& stream, uint32_t flags) {
   return (flags & TKMJPG_C_ONE_FIELD) != 0 && (flags & TKMJPG_C_ALPHA) != 0 &&
@@ -61,7 +61,7 @@ bool SecondImageMayHideAlpha(const Bytes& stream, uint32_t flags) {
              stream.end();
 }
 
-// Reading stops behind the last image, with nothing left but fill.
+// Reading stops after the last image, with nothing left but fill.
 void RequireWholeStreamRead(const Bytes& stream, const HostPicture& host, bool fields) {
   const GuardedBuffer pixels(host.Bytes());
   CodecCarryState carry = tkmjpg::kNewCarryState;
@@ -69,7 +69,7 @@ void RequireWholeStreamRead(const Bytes& stream, const HostPicture& host, bool f
       stream.data(), static_cast<uint32_t>(stream.size()), host.Line(pixels.data()), host.stride,
       host.width, host.height, 0, tkmjpg::PixelFormatCode::kYuyv, &carry);
   Require(stop >= stream.data() + 2 && stop[-2] == 0xFF && stop[-1] == tkmjpg::kEoi,
-          "reading stops behind EOI");
+          "reading stops after EOI");
   if (fields) return;  // where no tag tells of them, the second one is not looked for
   const uint8_t* const end = stream.data() + stream.size();
   Require(std::all_of(stop, end, [](uint8_t byte) { return byte == 0xFF; }), "nothing but fill");
@@ -78,17 +78,17 @@ void RequireWholeStreamRead(const Bytes& stream, const HostPicture& host, bool f
 struct Coding {
   uint32_t flags;
   int quality;
-  uint32_t room;
+  uint32_t capacity;
 };
 
 Bytes Encode(const RawPicture& picture, const Layout& layout, const HostPicture& host,
              const Coding& coding, CodecCarryState* carry) {
-  const GuardedBuffer output(coding.room);
+  const GuardedBuffer output(coding.capacity);
   const CodecCarryState before = *carry;
   const uint32_t size =
-      CompressBuffer_MJPG(picture.Line(), host.stride, output.data(), coding.room, host.width,
+      CompressBuffer_MJPG(picture.Line(), host.stride, output.data(), coding.capacity, host.width,
                           host.height, coding.quality, coding.flags, layout.fourcc, 0, carry);
-  Require(size <= coding.room, "within the room");
+  Require(size <= coding.capacity, "within the capacity");
   Require(carry->decode_flags == before.decode_flags, "the decoder's word stays");
   Require(size != 0 || carry->rate_scale == before.rate_scale, "no result, no memory");
   return {output.data(), output.data() + size};
@@ -106,14 +106,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   coding.quality = (coding.flags & TKMJPG_C_RATE_CONTROL) != 0
                        ? arguments.ConsumeIntegralInRange(-10, 60000)
                        : arguments.ConsumeIntegralInRange(-1, 102);
-  coding.room = arguments.ConsumeBool() ? 200000 : arguments.ConsumeIntegralInRange(0U, 40000U);
+  coding.capacity = arguments.ConsumeBool() ? 200000 : arguments.ConsumeIntegralInRange(0U, 40000U);
   CodecCarryState carry = {
       arguments.ConsumeIntegral<uint8_t>(),
       arguments.ConsumeIntegral<uint32_t>() >> arguments.ConsumeIntegralInRange(0, 31)};
   const RawPicture picture(arguments, layout, host);
 
   const Bytes stream = Encode(picture, layout, host, coding, &carry);
-  Require(coding.room < 200000 || !stream.empty(), "any frame fits a large room");
+  Require(coding.capacity < 200000 || !stream.empty(), "any frame fits a large capacity");
   if (stream.empty() || host.width <= 0 || host.height < 2) return 0;
   if (AlphaLooksLikeImage(stream, coding.flags)) return 0;
   const Bytes back = DecodeTwice(stream, WayBack(layout), host);

@@ -26,7 +26,7 @@ struct Coding {
   HostPicture host;
   uint32_t flags;
   int32_t quality;
-  uint32_t room;
+  uint32_t capacity;
   uint32_t restart_interval;  // streams with one come from the image encoder alone
 };
 
@@ -38,23 +38,23 @@ struct Encoded {
 };
 
 Encoded EncodeFrame(const Coding& coding, const RawPicture& picture, uint32_t rate_scale) {
-  const GuardedBuffer output(coding.room);
+  const GuardedBuffer output(coding.capacity);
   CodecCarryState carry = {0, rate_scale};
   const uint32_t size = tkmjpg::CompressFrame(
-      output.data(), coding.room, picture.Line(), coding.host.stride, coding.host.width,
+      output.data(), coding.capacity, picture.Line(), coding.host.stride, coding.host.width,
       coding.host.height, coding.flags, coding.layout.code, &carry, coding.quality);
-  Require(size <= coding.room, "within the room");
+  Require(size <= coding.capacity, "within the capacity");
   return {{output.data(), output.data() + size}, carry.rate_scale};
 }
 
 Encoded EncodeWithRestarts(const Coding& coding, const RawPicture& picture) {
-  const GuardedBuffer output(coding.room);
+  const GuardedBuffer output(coding.capacity);
   tkmjpg::EncoderContext context;
   context.encode_mcu_row = tkmjpg::McuRowEncoderOf(tkmjpg::ActiveCpuRung());
   context.pixel_format = coding.layout.code;
   context.width = coding.host.width;
   context.restart_interval = coding.restart_interval;
-  context.output = {output.data(), coding.room};
+  context.output = {output.data(), coding.capacity};
   tkmjpg::BuildQuantTablesFromQuality(context, coding.quality);
   const int fields = (coding.flags & TKMJPG_C_FIELDS) != 0 && coding.host.height > 1 ? 2 : 1;
   for (int i = 0; i < fields; ++i) {
@@ -66,7 +66,7 @@ Encoded EncodeWithRestarts(const Coding& coding, const RawPicture& picture) {
                         tkmjpg::StreamMode::kAvi1);
   }
   const uint64_t size = context.output.output_position;
-  if (size > coding.room) return {};
+  if (size > coding.capacity) return {};
   return {{output.data(), output.data() + size}, 0};
 }
 
@@ -86,7 +86,7 @@ Bytes EncodeOnEveryRung(Arguments& arguments) {
   coding.quality = (coding.flags & TKMJPG_C_RATE_CONTROL) != 0
                        ? arguments.ConsumeIntegralInRange(0, 60000)
                        : arguments.ConsumeIntegralInRange(1, 100);
-  coding.room = arguments.ConsumeBool() ? 400000 : arguments.ConsumeIntegralInRange(0U, 40000U);
+  coding.capacity = arguments.ConsumeBool() ? 400000 : arguments.ConsumeIntegralInRange(0U, 40000U);
   coding.restart_interval = arguments.ConsumeBool() ? arguments.ConsumeIntegralInRange(0U, 40U) : 0;
   const uint32_t scale = arguments.ConsumeIntegralInRange(0U, 256U);
   const RawPicture picture(arguments, coding.layout, coding.host);

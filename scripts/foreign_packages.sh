@@ -14,7 +14,7 @@ trap 'rm -rf "$work"' EXIT
 mkdir -p "$work"/{state/lists/partial,cache/archives/partial,parts,debs} "$folder"
 : >"$work/status"
 
-# The machine's own Debian sources less the security archive, whose list may be behind.
+# The machine's own Debian sources less the security archive, whose list may be older.
 debian=/etc/apt/sources.list.d/debian.sources
 if [ -e "$debian" ]; then
   awk 'BEGIN { RS = ""; ORS = "\n\n" } !/-security/' "$debian" >"$work/parts/main.sources"

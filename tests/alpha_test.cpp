@@ -57,7 +57,7 @@ TEST(Alpha, PayloadBytes) {
     EXPECT_EQ(Encode(c.alphas), kHead + c.payload);
     size_t taken = 0;
     EXPECT_EQ(Decode(kHead + c.payload + Bytes{0x12, 0x34}, c.alphas.size(), taken), c.alphas);
-    EXPECT_EQ(taken, kHead.size() + c.payload.size()) << "bytes behind the last pixel are left";
+    EXPECT_EQ(taken, kHead.size() + c.payload.size()) << "bytes after the last pixel are left";
   }
   // Runs are read in either form: 11 1 000000000000 and 11 0 000, one pixel each, and two steps.
   size_t taken = 0;
@@ -68,8 +68,8 @@ TEST(Alpha, Search) {
   const Bytes code = {0x00};  // four steps up
   const std::tuple<const char*, Bytes, bool> cases[] = {
       {"at once", kHead + code, true},
-      {"behind fill", Bytes(9, 0xFF) + kHead + code, true},
-      {"behind other bytes and markers", Bytes{0x11, 0xFF, 0xD9, 0xFF, 0x00} + kHead + code, true},
+      {"after fill", Bytes(9, 0xFF) + kHead + code, true},
+      {"after other bytes and markers", Bytes{0x11, 0xFF, 0xD9, 0xFF, 0x00} + kHead + code, true},
       {"FF E1 inside a marker pair", Bytes{0xFF, 0xD8, 0xE1} + kHead + code, true},
       {"another version", Set(kHead, 8, {2}) + code, false},
       {"another length", Set(kHead, 3, {10}) + code, false},

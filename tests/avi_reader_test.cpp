@@ -49,11 +49,11 @@ Bytes Riff(const Bytes& chunks, const std::string& form = "AVI ") {
   return Chunk("RIFF", Text(form) + chunks);
 }
 // A film whose movi list holds these chunks.
-Bytes Film(const Bytes& movi, const Bytes& behind = {}) {
-  return Riff(kHeaders + List("movi", movi) + behind);
+Bytes Film(const Bytes& movi, const Bytes& after = {}) {
+  return Riff(kHeaders + List("movi", movi) + after);
 }
 
-// idx1 for frames 0 to 2 that lie directly behind the word "movi".
+// idx1 for frames 0 to 2 that lie directly after the word "movi".
 Bytes Index(size_t base, size_t shift = 0) {
   Bytes body;
   size_t offset = base + 4;

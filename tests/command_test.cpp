@@ -297,7 +297,7 @@ TEST_F(Command, KeepsWhatComesBeforeTheDamage) {
 // Even lines are dark, odd ones bright, and must be so again without the decoder being told how
 // the film was coded.
 TEST_F(Command, FieldsReturnToTheirLines) {
-  constexpr int kSize = 16, kCode = 10;  // of the field code: behind SOI, APP0 header and "AVI1"
+  constexpr int kSize = 16, kCode = 10;  // of the field code: after SOI, APP0 header and "AVI1"
   std::string picture = "FRAME\n";
   for (int y = 0; y < kSize; ++y) picture += std::string(kSize, y % 2 == 0 ? 50 : 100);
   picture += std::string(kSize * kSize / 2, '\x60');

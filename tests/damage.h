@@ -23,7 +23,7 @@ class Damage {
                         arguments_.template ConsumeIntegralInRange<size_t>(0, 5),
                     stream_.size() - 1);
   }
-  // Two bytes ahead of the 0xFF of a marker that is no stuffing.
+  // Two bytes before the 0xFF of a marker that is no stuffing.
   size_t NextMarker(size_t from) const {
     for (size_t at = from; at + 1 < stream_.size(); ++at) {
       if (stream_[at] == 0xFF && stream_[at + 1] != 0) return std::max<size_t>(at, 2) - 2;
@@ -36,7 +36,7 @@ class Damage {
     const auto at = stream_.begin() + static_cast<ptrdiff_t>(place);
     const auto value = arguments_.template ConsumeIntegral<uint8_t>();
     const size_t count = std::min<size_t>(1 + value, stream_.size() - place);
-    const auto behind = at + static_cast<ptrdiff_t>(count);
+    const auto after = at + static_cast<ptrdiff_t>(count);
     switch (edit) {
       case Edit::kOverwrite:
         *at = value;
@@ -48,10 +48,10 @@ class Damage {
         stream_.insert(at, arguments_.template ConsumeIntegralInRange<size_t>(1, 300), value);
         return;
       case Edit::kRemove:
-        stream_.erase(at, behind);
+        stream_.erase(at, after);
         return;
       case Edit::kRepeat: {
-        const Bytes piece(at, behind);
+        const Bytes piece(at, after);
         stream_.insert(at, piece.begin(), piece.end());
         return;
       }

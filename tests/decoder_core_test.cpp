@@ -146,7 +146,7 @@ void ExpectEveryWindow(bool luma) {
         DecodeBlock(reader, block.data(), 100, luma ? kDcLumaLookup : kDcChromaLookup,
                     luma ? kAcLumaLookup : kAcChromaLookup);
         ASSERT_EQ(block, model.Block(100))
-            << "window " << window << " behind " << lead.size() << " bits, block " << i;
+            << "window " << window << " after " << lead.size() << " bits, block " << i;
       }
     }
   }

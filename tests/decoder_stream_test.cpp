@@ -56,9 +56,9 @@ Bytes WithTables(const Bytes& stream, const Bytes& tables) {
   return Insert(Erase(stream, kDqt, 134), kDqt, tables);
 }
 
-// What becomes of a stream: same or other pixels and the position behind EOI; or no pixel, and the
-// position at the start, behind the headers, behind EOI, or at the end of the data.
-enum Fate { kSame, kOther, kStart, kHeaders, kBehindEoi, kEnd };
+// What becomes of a stream: same or other pixels and the position after EOI; or no pixel, and the
+// position at the start, after the headers, after EOI, or at the end of the data.
+enum Fate { kSame, kOther, kStart, kHeaders, kAfterEoi, kEnd };
 
 TEST(StreamParser, AcceptedAndRefused) {
   const Bytes s = Image(8, 1);
@@ -68,19 +68,19 @@ TEST(StreamParser, AcceptedAndRefused) {
     Bytes stream;
     Fate fate = kSame;
   } cases[] = {
-      {"FF ahead of SOI", Bytes(3, 0xFF) + s},
+      {"FF before SOI", Bytes(3, 0xFF) + s},
       {"another marker first", Erase(s, 0, 2), kStart},
       {"no FF", Bytes(50, 0x77), kEnd},
       {"FF only", {0xFF, 0xFF}, kEnd},
-      {"no marker behind SOI", {0xFF, 0xD8, 1, 2}, kEnd},
+      {"no marker after SOI", {0xFF, 0xD8, 1, 2}, kEnd},
       {"stuffed zero and bytes between segments", Insert(s, 2, {0xFF, 0, 0xEE, 9})},
-      {"fill ahead of a marker", Insert(s, kDqt, Bytes(5, 0xFF))},
+      {"fill before a marker", Insert(s, kDqt, Bytes(5, 0xFF))},
       {"a second SOI with a length", Insert(s, 2, {0xFF, 0xD8, 0, 4, 1, 1})},
       {"lengths of 0 and 1", Insert(s, 2, {0xFF, 0xE5, 0, 0, 0xFF, 0xE6, 0, 1})},
       {"other Huffman tables", Insert(s, 2, {0xFF, 0xC4, 0, 5, 1, 2, 3})},
-      {"a length behind the end", Set(s, 22, {0xFF, 0xFF}), kEnd},
+      {"a length that ends after the data", Set(s, 22, {0xFF, 0xFF}), kEnd},
       {"a length cut in two", Head(s, kDqt + 3), kEnd},
-      {"EOI ahead of SOS", Insert(s, kSof, {0xFF, 0xD9}), kBehindEoi},
+      {"EOI before SOS", Insert(s, kSof, {0xFF, 0xD9}), kAfterEoi},
       {"EOI at the end", Head(s, kSof) + Bytes{0xFF, 0xD9}, kEnd},
 
       {"16-bit DQT", WithTables(s, luma + Dqt(s, 1, {0, 131, 0x11}, true))},
@@ -89,7 +89,7 @@ TEST(StreamParser, AcceptedAndRefused) {
       {"values from 4096 on wrap", WithTables(s, Dqt(s, 0, {0, 131, 0x10}, true, 0x50) + chroma)},
       {"DQT one byte short", WithTables(s, luma + Dqt(s, 1, {0, 66, 1}, false)), kOther},
       {"Tq 4 ends its segment", Set(s, kDqt + 69, {4}), kOther},
-      {"DQT behind the end", Set(s, kDqt + 2, {0x7F, 0}), kEnd},
+      {"DQT that ends after the data", Set(s, kDqt + 2, {0x7F, 0}), kEnd},
       {"no DQT", WithTables(s, {}), kOther},
 
       {"identifiers 1, 2, 3", Set(Set(Set(s, kSof + 10, {1}), kSof + 13, {2}), kSof + 16, {3})},
@@ -107,7 +107,7 @@ TEST(StreamParser, AcceptedAndRefused) {
       {"selectors, tables and bounds", Set(s, kSos + 5, {9, 0x33, 8, 0, 7, 0x21, 5, 9})},
       {"Ah/Al", Set(s, kSos + 13, {1}), kEnd},
       {"one component in the scan", Set(s, kSos + 4, {1}), kHeaders},
-      {"nothing behind SOS", Head(s, kEntropy), kEnd},
+      {"nothing after SOS", Head(s, kEntropy), kEnd},
       {"SOS cut", Head(s, kEntropy - 1), kEnd},
 
       {"an interval without RST", WithRestartInterval(s, 1), kOther},
@@ -115,12 +115,12 @@ TEST(StreamParser, AcceptedAndRefused) {
       {"DRI of any length", Insert(s, 2, {0xFF, 0xDD, 0, 6, 0, 2, 9, 9})},
       {"DRI cut", {0xFF, 0xD8, 0xFF, 0xDD, 0, 4, 0}, kEnd},
   };
-  const Bytes blank(kWidth * 8 * 2, 0xA5), sound = Decode(s, 8).pixels;
+  const Bytes blank(kWidth * 8 * 2, 0xA5), undamaged = Decode(s, 8).pixels;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     const Bytes stream = c.fate == kEnd ? c.stream : c.stream + Bytes{0x12, 0x34};
     const Decoded decoded = Decode(stream, 8);
-    EXPECT_EQ(decoded.pixels == sound, c.fate == kSame);
+    EXPECT_EQ(decoded.pixels == undamaged, c.fate == kSame);
     EXPECT_EQ(decoded.pixels == blank, c.fate > kOther);
     const size_t eoi = FindMarker(stream, 0xD9) + 2;
     const size_t wanted[] = {eoi, eoi, 0, EntropyStart(stream), eoi, stream.size()};
@@ -143,9 +143,9 @@ TEST(FieldTag, Search) {
       {"too far", 200, 123, "AVI1\1", false},
       {"last of 128 bytes", 128, 122, "AVI1\1", true},
       {"too far in 128 bytes", 128, 123, "AVI1\1", false},
-      {"behind AVI2", 200, 40, "AVI2.AVI1\1", false},
-      {"behind SWC1", 200, 40, "SWC1.AVI1\1", false},
-      {"ahead of AVI2", 200, 40, "AVI1\1AVI2\0"s, true},
+      {"after AVI2", 200, 40, "AVI2.AVI1\1", false},
+      {"after SWC1", 200, 40, "SWC1.AVI1\1", false},
+      {"before AVI2", 200, 40, "AVI1\1AVI2\0"s, true},
       {"a code of 0 ends the search", 200, 40, "AVI1\0AVI1\1"s, false},
   };
   const Bytes image = Image(16, 2);

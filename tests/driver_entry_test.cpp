@@ -129,7 +129,7 @@ TEST_F(DriverEntry, StoredSettingsLeaveTheRestOfTheProfileAsItWas) {
   namespace fs = std::filesystem;
   const auto folder = ProfileFile().parent_path();
   EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1)
-      << "no temporary file stays behind";
+      << "no temporary file is left";
   fs::permissions(ProfileFile(), fs::perms(0640));
   tkmjpg::WriteStoredSettings({.options = 1, .quality = 200});
   EXPECT_EQ(fs::status(ProfileFile()).permissions(), fs::perms(0640));
@@ -251,7 +251,7 @@ constexpr size_t kHeapNoise = 4096;
 
 size_t MemoryInUse() { return mallinfo2().uordblks; }
 
-TEST_F(DriverEntry, LongUseLeavesNoMemoryBehind) {
+TEST_F(DriverEntry, LongUseKeepsNoMemory) {
   size_t in_use = 0;
   for (int i = 0; i < 1000; ++i) {
     if (i == 10) in_use = MemoryInUse();

@@ -34,7 +34,7 @@ TEST(InputConversion, MissingPixelsRepeatTheLast) {
   const struct {
     PixelCode format;
     int pixels;
-    Bytes line, last, rest;  // the last pair with a real pixel, and every pair behind it
+    Bytes line, last, rest;  // the last pair with a real pixel, and every pair after it
   } cases[] = {
       {PixelCode::kYuyv, 1, {1, 2}, {1, 2, 1, 128}, {1, 2, 1, 128}},
       {PixelCode::kUyvy, 1, {1, 2}, {1, 2, 128, 2}, {1, 2, 128, 2}},

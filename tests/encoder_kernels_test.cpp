@@ -48,9 +48,9 @@ struct RowCase {
 
 constexpr uint64_t kRowStart = 5;  // bytes of the output that are taken already
 
-// What a row encoder leaves behind.
+// What a row encoder leaves.
 struct RowResult {
-  Bytes bytes;  // what the output's room holds of the stream
+  Bytes bytes;  // what the output's capacity holds of the stream
   uint64_t position = 0;
   uint32_t bits = 0, bit_count = 0;
   std::array<int32_t, 3> last_dc{};
@@ -58,7 +58,7 @@ struct RowResult {
   bool operator==(const RowResult&) const = default;
 };
 
-// Each line lies in memory of its own, with a guard page behind or ahead of it.
+// Each line lies in memory of its own, with a guard page after or before it.
 using Lines = std::vector<std::unique_ptr<GuardedBuffer>>;
 
 Lines MakeLines(const RowCase& c, GuardAt guard) {
@@ -71,8 +71,8 @@ Lines MakeLines(const RowCase& c, GuardAt guard) {
   return lines;
 }
 
-RowResult EncodeRow(CpuRung rung, const RowCase& c, const Lines& lines, uint32_t room) {
-  const GuardedBuffer output(room);
+RowResult EncodeRow(CpuRung rung, const RowCase& c, const Lines& lines, uint32_t capacity) {
+  const GuardedBuffer output(capacity);
   EncoderContext context = MakeEncoderContext(c.quality);
   context.encode_mcu_row = McuRowEncoderOf(rung);
   context.pixel_format = c.code;
@@ -81,27 +81,29 @@ RowResult EncodeRow(CpuRung rung, const RowCase& c, const Lines& lines, uint32_t
   context.mcus_per_row = static_cast<uint32_t>(c.width + 15) / 16;
   context.restart_interval = context.restarts_to_go = c.restart_interval;
   context.last_dc = {17, -900, 4};
-  context.output = {output.data(), room, kRowStart, 0x55 & ((1U << c.bit_count) - 1), c.bit_count};
+  context.output = {output.data(), capacity, kRowStart, 0x55 & ((1U << c.bit_count) - 1),
+                    c.bit_count};
   std::array<const uint8_t*, 8> rows;
   for (size_t r = 0; r < 8; ++r) rows[r] = lines[r]->data();
   context.encode_mcu_row(context, rows);
   const EntropyOutput& end = context.output;
-  const auto stored = static_cast<size_t>(std::min<uint64_t>(end.output_position, room));
+  const auto stored = static_cast<size_t>(std::min<uint64_t>(end.output_position, capacity));
   return {Head(output.Bytes(), stored), end.output_position,
           end.bit_accumulator & ((1U << end.bit_count) - 1), end.bit_count, context.last_dc};
 }
 
-// The same row with ample room, with just enough, and with half of it.
+// The same row with ample capacity, with just enough, and with half of it.
 void CheckRow(CpuRung rung, const RowCase& c) {
   for (const GuardAt guard : {GuardAt::kEnd, GuardAt::kStart}) {
     const Lines lines = MakeLines(c, guard);
     const auto exact =
         static_cast<uint32_t>(EncodeRow(CpuRung::kPlain, c, lines, 1 << 15).position);
-    for (const uint32_t room : {1U << 15, exact, exact / 2}) {
-      const RowResult got = EncodeRow(rung, c, lines, room);
-      ASSERT_TRUE(got == EncodeRow(CpuRung::kPlain, c, lines, room))
+    for (const uint32_t capacity : {1U << 15, exact, exact / 2}) {
+      const RowResult got = EncodeRow(rung, c, lines, capacity);
+      ASSERT_TRUE(got == EncodeRow(CpuRung::kPlain, c, lines, capacity))
           << static_cast<uint32_t>(c.code) << " width " << c.width << " quality " << c.quality
-          << " pending " << c.bit_count << " room " << room << ": " << got.position << " bytes";
+          << " pending " << c.bit_count << " capacity " << capacity << ": " << got.position
+          << " bytes";
     }
   }
 }
@@ -132,16 +134,16 @@ TEST(EncoderKernels, LongRowsAndLargeCoefficients) {
   });
 }
 
-// Each room holds the head of what an ample one holds, and no byte behind it is touched.
-TEST(EncoderKernels, RowsInRoomsOfAllSizes) {
+// Each capacity holds the head of what an ample one holds, and no byte after it is touched.
+TEST(EncoderKernels, RowsInAnyCapacity) {
   const RowCase c = {PixelCode::kYuyv, 256, Content::kNoise, 100, 4};
   const Lines lines = MakeLines(c, GuardAt::kEnd);
   const RowResult ample = EncodeRow(CpuRung::kPlain, c, lines, 1 << 15);
   ForEachFastRung([&](CpuRung rung) {
-    for (uint32_t room = 1; room < ample.position + 150; ++room) {
+    for (uint32_t capacity = 1; capacity < ample.position + 150; ++capacity) {
       RowResult wanted = ample;
-      wanted.bytes.resize(std::min<size_t>(room, wanted.bytes.size()));
-      ASSERT_TRUE(EncodeRow(rung, c, lines, room) == wanted) << room;
+      wanted.bytes.resize(std::min<size_t>(capacity, wanted.bytes.size()));
+      ASSERT_TRUE(EncodeRow(rung, c, lines, capacity) == wanted) << capacity;
     }
   });
 }

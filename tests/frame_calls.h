@@ -38,7 +38,7 @@ inline constexpr Layout kYuy2 = kInputLayouts[0], kYuYv = kInputLayouts[3],
                         kBgra = kInputLayouts[7];
 
 constexpr uint32_t Mode(uint32_t mode) { return mode << TKMJPG_C_MODE_SHIFT; }
-inline constexpr uint32_t kBare = Mode(5);  // JFIF: no field tag, nothing behind EOI
+inline constexpr uint32_t kBare = Mode(5);  // JFIF: no field tag, nothing after EOI
 
 // One call's arguments; lines are packed unless stride says otherwise.
 struct Call {
@@ -47,7 +47,7 @@ struct Call {
   uint32_t flags = 0;
   int quality = 75;
   CodecCarryState* carry = nullptr;
-  uint32_t room = 1 << 20;
+  uint32_t capacity = 1 << 20;
   int stride = 0;
 
   int Stride() const { return stride != 0 ? stride : width * layout.pixel_bytes; }
@@ -59,10 +59,10 @@ struct Call {
 // Empty when the call answers 0.
 inline Bytes Compress(const Bytes& pixels, const Call& call, GuardAt guard = GuardAt::kEnd) {
   const GuardedBuffer input(pixels, guard);
-  const GuardedBuffer output(call.room, guard);
+  const GuardedBuffer output(call.capacity, guard);
   const uint32_t size = CompressBuffer_MJPG(
-      input.data() + call.First(), call.Stride(), output.data(), call.room, call.width, call.height,
-      call.quality, call.flags, call.layout.fourcc, 0, call.carry);
+      input.data() + call.First(), call.Stride(), output.data(), call.capacity, call.width,
+      call.height, call.quality, call.flags, call.layout.fourcc, 0, call.carry);
   return {output.data(), output.data() + size};
 }
 
@@ -85,7 +85,7 @@ inline Bytes Decompress(const Bytes& stream, const Call& call) {
 
 inline size_t EntropyStart(const Bytes& stream) { return FindMarker(stream, 0xDA) + 14; }
 
-// The same stream with a DRI of `interval` behind SOI.
+// The same stream with a DRI of `interval` after SOI.
 inline Bytes WithRestartInterval(const Bytes& stream, uint8_t interval) {
   return Insert(stream, 2, {0xFF, 0xDD, 0, 4, 0, interval});
 }

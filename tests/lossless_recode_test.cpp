@@ -36,7 +36,7 @@ TEST(LosslessRecode, BecomesTheEncodersOwnBytes) {
   }
 }
 
-TEST(LosslessRecode, KeepsWhatIsAheadOfACut) {
+TEST(LosslessRecode, KeepsWhatIsBeforeACut) {
   const Bytes source = Encode(0);
   const Mcus wanted = Coefficients(source);
   for (const Shape& shape : kShapes) {
@@ -50,19 +50,19 @@ TEST(LosslessRecode, KeepsWhatIsAheadOfACut) {
       const RecodedFrame recoded = RecodeFrame(cut, frame);
       ASSERT_EQ(AnalyseFrame(recoded.stream).problems, std::vector<std::string>{}) << size;
       const Mcus mcus = Coefficients(recoded.stream);
-      const ptrdiff_t sound = std::ranges::mismatch(mcus, wanted).in1 - mcus.begin();
-      ASSERT_GE(sound, kept) << size;
+      const ptrdiff_t undamaged = std::ranges::mismatch(mcus, wanted).in1 - mcus.begin();
+      ASSERT_GE(undamaged, kept) << size;
       ASSERT_TRUE(!recoded.damage.empty() || mcus == wanted) << size;
-      kept = sound;
+      kept = undamaged;
     }
     EXPECT_EQ(kept, kRows * kColumns);
   }
 }
 
 // A break costs no more than the interval it is in.
-TEST(LosslessRecode, GoesOnBehindARestart) {
-  const Bytes source = Encode(0), sound = Reshape(source, kShapes[3]);  // two MCUs an interval
-  const Bytes broken = Set(sound, EntropyStart(sound), {0xFF, 0x3A});
+TEST(LosslessRecode, GoesOnAfterARestart) {
+  const Bytes source = Encode(0), undamaged = Reshape(source, kShapes[3]);  // two MCUs an interval
+  const Bytes broken = Set(undamaged, EntropyStart(undamaged), {0xFF, 0x3A});
   const RecodedFrame recoded = RecodeFrame(broken, AnalyseFrame(broken));
   const Mcus wanted = Coefficients(source), mcus = Coefficients(recoded.stream);
   EXPECT_NE(recoded.damage, "");
@@ -84,9 +84,9 @@ TEST(LosslessRecode, NothingIsLeftOver) {
 TEST(LosslessRecode, AnyBytesGiveADecodableFrame) {
   std::minstd_rand random(7);
   for (const Shape& shape : kShapes) {
-    const Bytes sound = Reshape(Encode(TKMJPG_C_FIELDS), shape);
+    const Bytes undamaged = Reshape(Encode(TKMJPG_C_FIELDS), shape);
     for (int round = 0; round < 300; ++round) {
-      Bytes stream = sound;
+      Bytes stream = undamaged;
       for (int i = 0; i < 4; ++i) stream[random() % stream.size()] = static_cast<uint8_t>(random());
       const FrameAnalysis frame = AnalyseFrame(stream);
       if (!frame.NeedsRecoding()) continue;
@@ -99,15 +99,15 @@ TEST(LosslessRecode, AnyBytesGiveADecodableFrame) {
 }
 
 TEST(LosslessRecode, RefusesByName) {
-  const Bytes sound = Reshape(Encode(0), kShapes[5]), tables = Reshape(Encode(0), kShapes[1]);
-  const size_t sof = FindMarker(sound, kSof0), dqt = FindMarker(sound, kDqt);
+  const Bytes undamaged = Reshape(Encode(0), kShapes[5]), tables = Reshape(Encode(0), kShapes[1]);
+  const size_t sof = FindMarker(undamaged, kSof0), dqt = FindMarker(undamaged, kDqt);
   const struct {
     const char* refusal;
     Bytes stream;
   } cases[] = {
-      {"Cr has a quantisation table of its own", Set(sound, dqt + 2 * 69 + 13, {77})},
-      {"2x1 1x1 1x2 image; only 4:2:2", Set(sound, sof + 17, {0x12})},
-      {"65301x65300 pixels in ", Set(sound, sof + 5, {0xFF, 0x14, 0xFF, 0x15})},
+      {"Cr has a quantisation table of its own", Set(undamaged, dqt + 2 * 69 + 13, {77})},
+      {"2x1 1x1 1x2 image; only 4:2:2", Set(undamaged, sof + 17, {0x12})},
+      {"65301x65300 pixels in ", Set(undamaged, sof + 5, {0xFF, 0x14, 0xFF, 0x15})},
       {"quantisation tables are missing", Set(tables, FindMarker(tables, kSof0) + 12, {1})},
   };
   for (const auto& c : cases) {

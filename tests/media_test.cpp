@@ -178,7 +178,7 @@ TEST(OutputFile, HasItsNameOnlyWhenWhole) {
   EXPECT_EQ(ReadBytes(path), (Bytes{1, 9, 3}));
 }
 
-// The pictures of an input, one behind the other.
+// The pictures of an input, one after the other.
 std::vector<Picture> Pictures(const std::string& name, const InputOptions& options = {}) {
   const auto reader = OpenFrameReader(name, options);
   std::vector<Picture> pictures;

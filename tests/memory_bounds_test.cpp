@@ -26,14 +26,14 @@ TEST(MemoryBounds, CompressReadsNoByteBesideTheLines) {
   }
 }
 
-TEST(MemoryBounds, CompressKeepsToItsRoom) {
+TEST(MemoryBounds, CompressKeepsToItsCapacity) {
   const std::pair<const char*, Call> cases[] = {
       {"image", {kYuy2, 40, 24}},
       {"no fill", {kYuy2, 40, 24, Mode(7)}},
       {"tables", {kYuy2, 40, 8, TKMJPG_C_HUFFMAN_TABLES, 1}},
       {"fields", {kYuy2, 40, 21, kFields, 90}},
       {"alpha", {kBgra, 40, 16, kAlpha, 50}},
-      {"alpha behind fields", {kBgra, 40, 32, kAlpha | kFields, 50}},
+      {"alpha after fields", {kBgra, 40, 32, kAlpha | kFields, 50}},
       {"alpha under rate control", {kBgra, 40, 16, kAlpha | TKMJPG_C_RATE_CONTROL, 900}},
       {"rate", {kYuy2, 40, 32, TKMJPG_C_RATE_CONTROL, 900}},
       {"second attempt smaller",
@@ -50,11 +50,11 @@ TEST(MemoryBounds, CompressKeepsToItsRoom) {
     const CodecCarryState after = carry;
     const auto size = static_cast<uint32_t>(whole.size());
     for (uint32_t i = 0; i < 60; ++i) {
-      call.room = i < 2 ? size - i : i * 7919 % (size + 30);
+      call.capacity = i < 2 ? size - i : i * 7919 % (size + 30);
       carry = before;
-      const bool fits = call.room >= size;
-      ASSERT_EQ(CompressNoise(call, 7), fits ? whole : Bytes()) << call.room;
-      ASSERT_EQ(carry.rate_scale, (fits ? after : before).rate_scale) << call.room;
+      const bool fits = call.capacity >= size;
+      ASSERT_EQ(CompressNoise(call, 7), fits ? whole : Bytes()) << call.capacity;
+      ASSERT_EQ(carry.rate_scale, (fits ? after : before).rate_scale) << call.capacity;
     }
   }
 }
@@ -144,11 +144,13 @@ TEST(MemoryBounds, DecompressSurvivesDamage) {
   RandomArguments arguments;
   for (const Call& source : {Call{kYuy2, 40, 20, 0, 90}, Call{kBgra, 33, 24, kFields | kAlpha, 90},
                              Call{kBgra, 33, 24, kFields | TKMJPG_C_ONE_FIELD | kAlpha, 60}}) {
-    const Bytes sound = CompressNoise(source, 3), headers = Head(sound, EntropyStart(sound));
+    const Bytes undamaged = CompressNoise(source, 3),
+                headers = Head(undamaged, EntropyStart(undamaged));
     for (uint8_t round = 0; round < 200; ++round) {
       SCOPED_TRACE(static_cast<int>(round));
       const Bytes noise = Noise(round * 9, round);
-      for (Bytes stream : {sound, WithRestartInterval(sound, round % 8), headers + noise, noise}) {
+      for (Bytes stream :
+           {undamaged, WithRestartInterval(undamaged, round % 8), headers + noise, noise}) {
         Damage(arguments, stream).Apply(1 + round % 3);
         const auto flags = static_cast<uint32_t>(arguments.random() & 0x6700);
         const Layout& layout = kOutputLayouts[arguments.random() % std::size(kOutputLayouts)];
@@ -160,10 +162,10 @@ TEST(MemoryBounds, DecompressSurvivesDamage) {
 }
 
 TEST(MemoryBounds, DecompressSurvivesACutAnywhere) {
-  const Bytes sound = CompressNoise({kBgra, 18, 16, kFields | kAlpha, 60}, 3);
-  for (size_t size = 0; size <= sound.size(); ++size) {
+  const Bytes undamaged = CompressNoise({kBgra, 18, 16, kFields | kAlpha, 60}, 3);
+  for (size_t size = 0; size <= undamaged.size(); ++size) {
     SCOPED_TRACE(testing::Message() << size << " bytes");
-    ExpectWritesInLinesOnly(Head(sound, size), {kBgra, 18, 16, TKMJPG_D_ONE_FIELD_SMART});
+    ExpectWritesInLinesOnly(Head(undamaged, size), {kBgra, 18, 16, TKMJPG_D_ONE_FIELD_SMART});
     if (HasFatalFailure()) return;
   }
 }

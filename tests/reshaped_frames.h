@@ -66,8 +66,8 @@ class ScanWriter {
   ScanWriter(const Shape& shape, const Mcus& mcus) : shape_(shape), mcus_(mcus) {}
 
   Bytes Run() {
-    Bytes room(1 << 16);
-    output_ = {room.data(), 1 << 16};
+    Bytes capacity(1 << 16);
+    output_ = {capacity.data(), 1 << 16};
     uint32_t count = 0;
     for (size_t y = 0; y < mcus_.size() / kColumns; y += shape_.v) {
       for (size_t x = 0; x < kColumns; x += shape_.h, ++count) {
@@ -81,7 +81,7 @@ class ScanWriter {
       }
     }
     FlushBits(output_);
-    return Head(room, output_.output_position);
+    return Head(capacity, output_.output_position);
   }
 
  private:

@@ -21,7 +21,7 @@ Bytes Encode(uint32_t flags, int quality = 60, const Layout& layout = kYuy2) {
   return Compress(pixels, call);
 }
 
-TEST(StreamAnalysis, SoundFrames) {
+TEST(StreamAnalysis, UndamagedFrames) {
   for (const uint32_t mode : kModes) {
     for (const uint32_t flags : {0U, kTables, kFields}) {
       for (const int quality : {1, 60, 100}) {
@@ -57,9 +57,9 @@ TEST(StreamAnalysis, FindsTheAlphaSegment) {
 }
 
 TEST(StreamAnalysis, NamesWhatIsWrong) {
-  const Bytes sound = Encode(kTables);
-  const size_t sof = FindMarker(sound, 0xC0), dht = FindMarker(sound, 0xC4);
-  const size_t scan = FindMarker(sound, 0xDA), tag = Find(sound, {'A', 'V', 'I', '1'});
+  const Bytes undamaged = Encode(kTables);
+  const size_t sof = FindMarker(undamaged, 0xC0), dht = FindMarker(undamaged, 0xC4);
+  const size_t scan = FindMarker(undamaged, 0xDA), tag = Find(undamaged, {'A', 'V', 'I', '1'});
   const struct {
     size_t offset;
     Bytes values;
@@ -78,7 +78,7 @@ TEST(StreamAnalysis, NamesWhatIsWrong) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.problem);
-    const FrameAnalysis frame = AnalyseFrame(Set(sound, c.offset, c.values));
+    const FrameAnalysis frame = AnalyseFrame(Set(undamaged, c.offset, c.values));
     ASSERT_FALSE(frame.problems.empty());
     EXPECT_NE(frame.problems[0].find(c.problem), std::string::npos) << frame.problems[0];
     EXPECT_EQ(!frame.refusal.empty(), c.refused);
@@ -86,11 +86,11 @@ TEST(StreamAnalysis, NamesWhatIsWrong) {
 }
 
 TEST(StreamAnalysis, CutAtEveryLength) {
-  const Bytes sound = Encode(kFields | kTables);
-  const size_t first_end = AnalyseFrame(sound).images[0].end;
-  for (size_t size = 0; size < sound.size() - 20; size += 3) {
-    if (size >= first_end && size < first_end + 3) continue;  // one sound field
-    const Bytes cut = Head(sound, size);
+  const Bytes undamaged = Encode(kFields | kTables);
+  const size_t first_end = AnalyseFrame(undamaged).images[0].end;
+  for (size_t size = 0; size < undamaged.size() - 20; size += 3) {
+    if (size >= first_end && size < first_end + 3) continue;  // one undamaged field
+    const Bytes cut = Head(undamaged, size);
     EXPECT_FALSE(AnalyseFrame(cut).problems.empty()) << size;
     RepairFrame(cut, HuffmanRepair::kAdd);
   }
@@ -111,16 +111,17 @@ TEST(StreamRepair, HuffmanTables) {
   }
 }
 
-TEST(StreamRepair, MendsAndDrops) {
-  const Bytes sound = Encode(kTables);
-  const size_t tag = Find(sound, {'A', 'V', 'I', '1'});
-  const Bytes damaged = Bytes{1, 2, 3} + Set(sound, tag + 6, {1}) + Bytes(5, 0);
+TEST(StreamRepair, FixesAndDrops) {
+  const Bytes undamaged = Encode(kTables);
+  const size_t tag = Find(undamaged, {'A', 'V', 'I', '1'});
+  const Bytes damaged = Bytes{1, 2, 3} + Set(undamaged, tag + 6, {1}) + Bytes(5, 0);
   const RepairedFrame fixed = RepairFrame(damaged, HuffmanRepair::kAdd);
-  EXPECT_EQ(fixed.stream, sound);
+  EXPECT_EQ(fixed.stream, undamaged);
   EXPECT_TRUE(fixed.sizes_fixed);
   EXPECT_EQ(fixed.bytes_dropped, 8U);
 
-  const RepairedFrame completed = RepairFrame(Head(sound, sound.size() - 200), HuffmanRepair::kAdd);
+  const RepairedFrame completed =
+      RepairFrame(Head(undamaged, undamaged.size() - 200), HuffmanRepair::kAdd);
   EXPECT_TRUE(completed.completed);
   EXPECT_TRUE(AnalyseFrame(completed.stream).problems.empty());
   EXPECT_TRUE(RepairFrame(Bytes(100, 7), HuffmanRepair::kAdd).stream.empty());

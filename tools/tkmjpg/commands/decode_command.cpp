@@ -62,7 +62,7 @@ void AddDecodeCommand(const CommandLine& line) {
   AddDecodeOptions(command, *options);
   command.Add("OUTPUT", options->output, "what to write, see below");
   command.Add("--layout", options->target.layout,
-              "of raw frames and AVI: YuYv (if not said), YUY2, UYVY, BGR3, BGRA, R565, ...");
+              "of raw frames and AVI: YuYv (default), YUY2, UYVY, BGR3, BGRA, R565, ...");
   command.AddFlag("--alpha", options->target.alpha, "PNG with the alpha plane");
   command.Add("--verify", options->verify,
               "write nothing; compare with a checksum made by the md5 command");

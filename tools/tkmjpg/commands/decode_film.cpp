@@ -43,7 +43,7 @@ class Film {
   }
 
  private:
-  // The frame ahead of the first one is decoded for what it leaves in the memory.
+  // The frame before the first one is decoded for what it leaves in the memory.
   void SkipToFirst() {
     Bytes stream;
     for (; next_ < settings_.first && reader_.Read(stream); ++next_) {

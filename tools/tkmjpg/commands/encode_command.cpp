@@ -234,9 +234,9 @@ void AddSourceOptions(const Command& command, EncodeOptions& o) {
   command.Add("OUTPUT", o.output, "what to write, see below").Required();
   command.Add("--size", o.source.size, "the input is raw frames of this size, as 720x576");
   command.Add("--layout", o.source.layout,
-              "of raw frames: YUY2 (if not said), UYVY, VYUY, BGR3, BGR4, BGRA or R555");
+              "of raw frames: YUY2 (default), UYVY, VYUY, BGR3, BGR4, BGRA or R555");
   command.Add("--rate", o.source.rate,
-              "frames a second of raw frames and PNG, as 25 (if not said) or 30000/1001");
+              "frames a second of raw frames and PNG, as 25 (default) or 30000/1001");
   AddStartOption(command, o.source.start);
   const Option fields = command.Add("--fields", o.fields,
                                     "code two fields a frame; which comes first: top or bottom");
@@ -259,11 +259,11 @@ void AddCodingOptions(const Command& command, EncodeOptions& o) {
   command.AddFlag("--strong", o.strong, "code frames again that are far off their size");
   command
       .Add("--mode", o.mode,
-           "header style: 0 AVI1 (if not said), 1 short with DC30, 2 short, 3 AVI1 without "
+           "header style: 0 AVI1 (default), 1 short with DC30, 2 short, 3 AVI1 without "
            "restart interval, 5 JFIF 1.00, 7 JFIF 1.02; 4 and 6 are as 0")
       .Within(0, 7);
   command.AddFlag("--huffman-tables,!--no-huffman-tables", o.huffman_tables,
-                  "write the Huffman tables into each image (if not said), or leave them out");
+                  "write the Huffman tables into each image (default), or leave them out");
 }
 
 void AddRunOptions(const Command& command, EncodeOptions& o) {

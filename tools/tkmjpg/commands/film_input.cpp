@@ -10,7 +10,7 @@ namespace tkmjpg::tool {
 namespace {
 
 constexpr size_t kMostAhead =
-    16;  // frames that may be empty or damaged ahead of the first sound one
+    16;  // frames that may be empty or damaged before the first undamaged one
 
 // Coded pictures are up to 15 pixels wider and 15 lines higher than what they show.
 bool IsRounded(int coded, int shown) { return shown > 0 && shown <= coded && coded - shown <= 15; }

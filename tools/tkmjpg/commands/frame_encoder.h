@@ -1,4 +1,4 @@
-// One picture to one compressed frame, with room that is surely enough.
+// One picture to one compressed frame, with a buffer that is surely large enough.
 #pragma once
 
 #include <cstdint>
@@ -33,7 +33,7 @@ class FrameEncoder {
  private:
   int32_t width_, height_;
   FrameSettings settings_;
-  uint32_t room_;
+  uint32_t capacity_;
   std::unique_ptr<uint8_t[]> buffer_;
 };
 

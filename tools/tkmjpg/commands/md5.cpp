@@ -11,7 +11,7 @@ namespace {
 constexpr std::array<std::array<int, 4>, 4> kShifts = {
     {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}}};
 
-// The RFC's table T: the first 32 bits behind the point of |sin(i + 1)|.
+// The RFC's table T: the first 32 bits after the point of |sin(i + 1)|.
 const std::array<uint32_t, 64>& Sines() {
   static const auto kSines = [] {
     std::array<uint32_t, 64> table{};

@@ -52,7 +52,7 @@ void AddMd5Command(const CommandLine& line) {
   const Command command = line.AddCommand("md5", "Checksum of the decoded frames");
   auto options = std::make_shared<Md5Options>();
   AddDecodeOptions(command, *options);
-  command.Add("--layout", options->layout, "of the frames: YuYv (if not said), YUY2, ...");
+  command.Add("--layout", options->layout, "of the frames: YuYv (default), YUY2, ...");
   command.Add("--verify", options->verify, "print nothing; exit 1 if it is another one");
   AddRunOptions(command, *options);
   command.Footer(kFooter);

@@ -171,7 +171,7 @@ void AddRepairCommand(const CommandLine& line) {
       .Required();
   command.Add("OUTPUT", options->output, "what to write, see below").Required();
   command.AddFlag("--huffman-tables,!--no-huffman-tables", options->huffman_tables,
-                  "put missing standard tables in (if not said), or take standard ones out");
+                  "put missing standard tables in (default), or take standard ones out");
   AddStreamOptions(command, options->stream);
   command.AddFlag("--verify,!--no-verify", options->verify,
                   "decode what changes before and after, and compare (default)");

@@ -42,20 +42,20 @@ std::string Printable(const std::string& fourcc) {
 
 void AviHeaders::Take(const ByteSource& source, const std::string& id, uint64_t offset,
                       uint32_t size) {
-  std::array<uint8_t, 72> room{};  // fields behind a short chunk read as 0
-  source.Read(offset, {room.data(), std::min<size_t>(size, room.size())});
+  std::array<uint8_t, 72> fields{};  // fields after a short chunk read as 0
+  source.Read(offset, {fields.data(), std::min<size_t>(size, fields.size())});
   if (id == "avih") {
-    frame_microseconds_ = Little32(&room[0]);
-    width_ = Little32(&room[32]);
-    height_ = Little32(&room[36]);
+    frame_microseconds_ = Little32(&fields[0]);
+    width_ = Little32(&fields[32]);
+    height_ = Little32(&fields[36]);
   } else if (id == "strh") {
-    TakeStreamHeader(room);
+    TakeStreamHeader(fields);
   } else if (id == "strf" && !streams_.empty()) {
-    TakeFormat(streams_.back(), room);
+    TakeFormat(streams_.back(), fields);
   } else if (id == "vprp" && !streams_.empty()) {
-    streams_.back().frame_aspect = Little32(&room[20]);
-    streams_.back().fields = Little32(&room[32]);
-    streams_.back().first_line = Little32(&room[64]);
+    streams_.back().frame_aspect = Little32(&fields[20]);
+    streams_.back().fields = Little32(&fields[32]);
+    streams_.back().first_line = Little32(&fields[64]);
   }
 }
 

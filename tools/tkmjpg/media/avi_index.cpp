@@ -62,8 +62,8 @@ std::vector<uint64_t> AviIndexCheck::EntriesOfOpenDml(const ByteSource& source,
     std::array<uint8_t, 24> header{};
     if (part.stream != file.stream || source.Read(part.offset, header) < header.size()) continue;
     const uint64_t base = Little64(&header[12]);
-    const uint64_t room = part.size < header.size() ? 0 : (part.size - header.size()) / 8;
-    const uint64_t count = std::min<uint64_t>(Little32(&header[4]), room);
+    const uint64_t capacity = part.size < header.size() ? 0 : (part.size - header.size()) / 8;
+    const uint64_t count = std::min<uint64_t>(Little32(&header[4]), capacity);
     for (uint64_t i = 0; i < count; ++i) {
       std::array<uint8_t, 8> entry{};
       if (source.Read(part.offset + header.size() + 8 * i, entry) < entry.size()) break;
@@ -82,10 +82,10 @@ AviIndex AviIndexCheck::Check(const ByteSource& source, const AviFile& file) con
   }
   if (!plain_.empty()) {
     // Only the first RIFF has one; the frames of the others are left to the OpenDML index.
-    const auto behind = std::partition_point(
+    const auto after = std::partition_point(
         file.frames.begin(), file.frames.end(),
         [this](const AviFrame& frame) { return frame.offset < plain_[0].offset; });
-    const size_t count = static_cast<size_t>(behind - file.frames.begin());
+    const size_t count = static_cast<size_t>(after - file.frames.begin());
     right = right && IsPrefix(EntriesOfPlainIndex(source, file), file, count);
     right = right && (count == file.frames.size() || !open_dml_.empty());
   }

@@ -138,7 +138,7 @@ class AviWalk {
     if (file_.problems.size() < kMaxProblems) {
       const std::string frame = file_.stream < 0
                                     ? std::string(" in the headers")
-                                    : " behind " + std::to_string(file_.frames.size()) + " frames";
+                                    : " after " + std::to_string(file_.frames.size()) + " frames";
       file_.problems.push_back(what + " at byte " + std::to_string(at) + frame);
     }
     return FindLandmark(std::max(from, at + 1), within_index);

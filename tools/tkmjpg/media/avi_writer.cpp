@@ -122,7 +122,7 @@ Bytes AviWriter::StreamHeader() const {
   return chunk;
 }
 
-// Room for all entries from the start, so that it can be filled in at the end.
+// Space for all entries from the start, so that it can be filled in at the end.
 Bytes AviWriter::SuperIndex() const {
   constexpr uint32_t kLongsPerEntry = 4;
   Bytes body, chunk;

@@ -33,8 +33,8 @@ bool IsAlphaSegment(std::span<const uint8_t> bytes, size_t at) {
 
 }  // namespace
 
-MjpgReader::MjpgReader(std::unique_ptr<InputFile> file, Bytes ahead, bool pairs)
-    : file_(std::move(file)), buffer_(std::move(ahead)), pairs_(pairs) {}
+MjpgReader::MjpgReader(std::unique_ptr<InputFile> file, Bytes first_bytes, bool pairs)
+    : file_(std::move(file)), buffer_(std::move(first_bytes)), pairs_(pairs) {}
 
 // More bytes each time, so that a long frame is not walked again and again.
 bool MjpgReader::Fetch() {
@@ -52,7 +52,7 @@ bool MjpgReader::Fetch() {
   return true;
 }
 
-// Steps over what is ahead of the first image.
+// Steps over what is before the first image.
 void MjpgReader::SkipToImage() {
   for (;;) {
     const size_t gap = FindImage(Rest(), 0);

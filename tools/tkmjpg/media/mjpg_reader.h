@@ -2,7 +2,7 @@
 //
 // A frame is one image, or two that follow each other and carry two different AVI1 field codes.
 // Images without field codes look the same whether they are frames or fields; they count as frames,
-// as cameras write them, unless the caller says that they come in pairs. What stands behind a frame
+// as cameras write them, unless the caller says that they come in pairs. What stands after a frame
 // up to the next image, as fill or an alpha segment, belongs to it.
 #pragma once
 
@@ -17,8 +17,8 @@ namespace tkmjpg::tool {
 
 class MjpgReader : public StreamReader {
  public:
-  // `ahead` are the first bytes of the file, which the caller has read already.
-  MjpgReader(std::unique_ptr<InputFile> file, Bytes ahead, bool pairs);
+  // `first_bytes` are those of the file, which the caller has read already.
+  MjpgReader(std::unique_ptr<InputFile> file, Bytes first_bytes, bool pairs);
 
   const VideoFormat& Format() const override { return format_; }
   bool Read(Bytes& stream) override;

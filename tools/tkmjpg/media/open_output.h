@@ -14,7 +14,7 @@ namespace tkmjpg::tool {
 std::unique_ptr<StreamWriter> OpenStreamWriter(const std::string& name, const VideoFormat& format,
                                                Overwrite overwrite);
 
-// The part of a name behind its last dot, in lower case; empty if there is none.
+// The part of a name after its last dot, in lower case; empty if there is none.
 std::string Extension(const std::string& name);
 
 }  // namespace tkmjpg::tool

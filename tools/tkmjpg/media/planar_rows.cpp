@@ -91,7 +91,7 @@ ChromaSource SourceOfLine(const PlanarFormat& format, bool is_cr, int y) {
           NearEighths(format, is_cr, parity, second)};
 }
 
-// Room for the rows that are made on the way.
+// Memory for the rows that are made on the way.
 class Packer {
  public:
   Packer(const PlanarFormat& format, const uint8_t* planes)

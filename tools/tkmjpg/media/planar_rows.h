@@ -22,7 +22,7 @@ struct PlanarFormat {
   bool full_range = false;  // luma and chroma 0 to 255; packed pictures get 16 to 235 and 240
 };
 
-// Bytes of the three planes, one behind the other.
+// Bytes of the three planes, one after the other.
 size_t PlanarSize(const PlanarFormat& format);
 
 // Lines of `packed` are `width` * 2 bytes, without padding. Chroma is interpolated vertically to

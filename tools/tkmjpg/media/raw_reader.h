@@ -1,4 +1,4 @@
-// Raw frames in, one behind the other, of a size and layout that the user tells.
+// Raw frames in, one after the other, of a size and layout that the user tells.
 #pragma once
 
 #include <memory>

@@ -1,4 +1,4 @@
-// Raw frames out, one behind the other.
+// Raw frames out, one after the other.
 #pragma once
 
 #include <string>

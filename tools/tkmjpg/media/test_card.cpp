@@ -58,9 +58,9 @@ class Card {
 
  private:
   int Bounce(int64_t way, int size) const {
-    const int64_t room = std::max(size - 2 * radius_, 1);
-    const int64_t at = way % (2 * room);
-    return static_cast<int>(radius_ + (at < room ? at : 2 * room - at));
+    const int64_t span = std::max(size - 2 * radius_, 1);
+    const int64_t at = way % (2 * span);
+    return static_cast<int>(radius_ + (at < span ? at : 2 * span - at));
   }
 
   bool InDisc(int x, int y) const {

@@ -24,8 +24,8 @@ std::optional<HuffmanLookup> HuffmanLookup::Make(std::span<const uint8_t> table)
 }
 
 void HuffmanLookup::FillShort(uint32_t code, uint32_t length, uint8_t value) {
-  const uint32_t room = 8 - length;
-  for (uint32_t i = code << room; i < (code + 1) << room; ++i) {
+  const uint32_t free_bits = 8 - length;
+  for (uint32_t i = code << free_bits; i < (code + 1) << free_bits; ++i) {
     short_[i] = {static_cast<uint8_t>(length), value};
   }
 }

@@ -28,7 +28,7 @@ class HuffmanLookup {
 
  private:
   struct Length {
-    uint32_t end = 0;    // first window behind its codes, [0, 65536]
+    uint32_t end = 0;    // first window after its codes, [0, 65536]
     uint32_t first = 0;  // its first code
     size_t index = 0;    // of that one's value
   };
