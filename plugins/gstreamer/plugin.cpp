@@ -1,6 +1,7 @@
 #include <gst/gst.h>
 
 #include "gstreamer/elements.h"
+#include "tkmjpg_version.h"
 
 namespace {
 
