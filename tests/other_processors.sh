@@ -10,8 +10,8 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 printf '%s\n' qemu-user g++-aarch64-linux-gnu g++-i686-linux-gnu googletest >"$scratch/packages"
 scripts/packages.sh "$scratch/packages"
-export TKMJPG_EMULATED=1
-codec='*Vectors*:*Kernels*:Rungs*:*Dct*:MemoryBounds*'
+export TKMJPG_EMULATED=1 scratch
+export codec='*Vectors*:*Kernels*:Rungs*:*Dct*:MemoryBounds*'
 
 # usage: x86 PROCESSOR PROGRAM [ARGUMENT...]
 x86() { qemu-x86_64 -cpu "$1" "${@:2}" 2>>"$scratch/messages"; }
@@ -39,8 +39,16 @@ expect_rung() {
 # usage: test_x86 PROCESSOR RUNG: the tests of every kernel, and that this rung is the highest one.
 test_x86() {
   echo "$1: $2"
-  expect_rung "$2" x86 "$1" build/release/tools/tkmjpg/tkmjpg
+  expect_rung "$2" x86 "$1" build/release/tools/tkmjpg/tkmjpg || return
   x86 "$1" build/release/tests/tkmjpg_tests --gtest_brief=1 --gtest_filter="$codec"
+}
+
+# usage: at_once FUNCTION 'ARGUMENT...'...: the function with each of these, as many at once as there
+# are processors; what it prints is shown when it ends.
+at_once() {
+  export -f "$1" x86 arm64 expect_rung
+  printf '%s\n' "${@:2}" | xargs -P "$(nproc)" -L 1 bash -c 'output=$("$0" "$@" 2>&1)
+    code=$?; echo "$output"; exit $code' "$1"
 }
 
 # usage: build PRESET TARGET...
@@ -53,10 +61,8 @@ test_older_x86() {
   build release tkmjpg_tests tkmjpg_command
   stops_at Nehalem 'vpaddd %ymm0, %ymm0, %ymm0'
   stops_at Haswell 'vpaddd %zmm0, %zmm0, %zmm0'
-  test_x86 core2duo plain
-  test_x86 Nehalem sse4
   expect_rung sse4 x86 Haswell,-movbe build/release/tools/tkmjpg/tkmjpg
-  test_x86 Haswell avx2
+  at_once test_x86 'Haswell avx2' 'Nehalem sse4' 'core2duo plain'
 }
 
 # A kernel without 32-bit programs leaves them to the emulator.
@@ -84,16 +90,17 @@ use_on_arm64() {
   arm64 build/arm64/tests/load_library build/arm64/src/libtkmjpg.so
 }
 
+test_arm64_processor() {
+  echo "arm64, $1"
+  arm64 -cpu "$1" build/arm64/tests/tkmjpg_tests --gtest_brief=1 --gtest_filter="$codec"
+}
+
 test_arm64() {
   build release tkmjpg_command
   scripts/foreign_packages.sh arm64 build/foreign/aarch64-linux-gnu \
     libpng-dev zlib1g-dev
   build arm64 tkmjpg_tests tkmjpg tkmjpg_command load_library
-  local processor
-  for processor in cortex-a53 cortex-a72 cortex-a76 neoverse-n1 max; do
-    echo "arm64, $processor"
-    arm64 -cpu "$processor" build/arm64/tests/tkmjpg_tests --gtest_brief=1 --gtest_filter="$codec"
-  done
+  at_once test_arm64_processor cortex-a53 cortex-a72 cortex-a76 neoverse-n1 max
   use_on_arm64
 }
 
