@@ -78,6 +78,7 @@ class FrameRepair {
   void Copy(const ImageAnalysis& image) {
     if (image.sof != kSof0) {  // not to be meddled with
       others_in_force_ |= image.huffman == HuffmanTables::kOther;
+      interval_in_force_ = image.restart_interval.value_or(interval_in_force_);
       return Append(image.begin, image.end);
     }
     const size_t begin = Out().size();
@@ -121,10 +122,12 @@ class FrameRepair {
   HeaderChanges ChangesOf(const ImageAnalysis& image) {
     HeaderChanges changes;
     PutInheritedQuantTables(changes.added, image);
-    if (image.inherits_restart_interval) {
-      const int interval = image.restart_interval.value_or(0);
+    const bool has_its_own = image.restart_interval && !image.inherits_restart_interval;
+    const int interval = image.restart_interval.value_or(0);
+    if (!has_its_own && (interval != 0 || interval_in_force_ != 0)) {
       Put(changes.added, RestartIntervalSegment(static_cast<uint32_t>(interval)));
     }
+    interval_in_force_ = interval;
     if (huffman_ == HuffmanRepair::kAdd && WantsStandardTables(image)) {
       changes.drop_huffman_tables = changes.select_standard_tables = true;
       Put(changes.added, HuffmanTablesSegment(kStandardHuffmanTables));
@@ -178,7 +181,9 @@ class FrameRepair {
 
   std::span<const uint8_t> frame_;
   std::optional<HuffmanRepair> huffman_;  // none: the tables stay as they are
-  bool others_in_force_ = false;          // Huffman tables that the next image must not inherit
+  // What the next image would inherit: Huffman tables that are not the standard ones, an interval.
+  bool others_in_force_ = false;
+  int interval_in_force_ = 0;
   RepairedFrame result_;
 };
 
