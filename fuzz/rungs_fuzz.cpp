@@ -27,7 +27,7 @@ struct Coding {
   uint32_t flags;
   int32_t quality;
   uint32_t capacity;
-  uint32_t restart_interval;  // streams with one come from the image encoder alone
+  uint32_t restart_interval;  // of the images alone
 };
 
 struct Encoded {
@@ -47,10 +47,11 @@ Encoded EncodeFrame(const Coding& coding, const RawPicture& picture, uint32_t ra
   return {{output.data(), output.data() + size}, carry.rate_scale};
 }
 
-Encoded EncodeWithRestarts(const Coding& coding, const RawPicture& picture) {
+Encoded EncodeImages(const Coding& coding, const RawPicture& picture,
+                     tkmjpg::McuRowEncoder encode_row) {
   const GuardedBuffer output(coding.capacity);
   tkmjpg::EncoderContext context;
-  context.encode_mcu_row = tkmjpg::McuRowEncoderOf(tkmjpg::ActiveCpuRung());
+  context.encode_mcu_row = encode_row;
   context.pixel_format = coding.layout.code;
   context.width = coding.host.width;
   context.restart_interval = coding.restart_interval;
@@ -70,14 +71,12 @@ Encoded EncodeWithRestarts(const Coding& coding, const RawPicture& picture) {
   return {{output.data(), output.data() + size}, 0};
 }
 
-Encoded Encode(CpuRung rung, const Coding& coding, const RawPicture& picture, uint32_t scale) {
+Encoded EncodeOn(CpuRung rung, const Coding& coding, const RawPicture& picture, uint32_t scale) {
   tkmjpg::ForceCpuRung(rung);
-  return coding.restart_interval != 0 && coding.host.lines != 0
-             ? EncodeWithRestarts(coding, picture)
-             : EncodeFrame(coding, picture, scale);
+  return EncodeFrame(coding, picture, scale);
 }
 
-// The stream of the plain rung, the same on all.
+// A stream, the same on all rungs.
 Bytes EncodeOnEveryRung(Arguments& arguments) {
   Coding coding = {};
   coding.layout = DrawFrom(arguments, kInputLayouts);
@@ -90,11 +89,15 @@ Bytes EncodeOnEveryRung(Arguments& arguments) {
   coding.restart_interval = arguments.ConsumeBool() ? arguments.ConsumeIntegralInRange(0U, 40U) : 0;
   const uint32_t scale = arguments.ConsumeIntegralInRange(0U, 256U);
   const RawPicture picture(arguments, coding.layout, coding.host);
-  const Encoded plain = Encode(CpuRung::kPlain, coding, picture, scale);
+  Encoded frame = EncodeOn(CpuRung::kPlain, coding, picture, scale), images;
+  if (coding.host.lines != 0) images = EncodeImages(coding, picture, tkmjpg::EncodeMcuRow);
   for (const CpuRung rung : tkmjpg::RunnableCpuRungs()) {
-    Require(Encode(rung, coding, picture, scale) == plain, "the same stream on every rung");
+    Require(EncodeOn(rung, coding, picture, scale) == frame, "the same stream on every rung");
+    if (coding.host.lines == 0) continue;
+    Require(EncodeImages(coding, picture, tkmjpg::McuRowEncoderOf(rung)) == images,
+            "the stream of the definition");
   }
-  return plain.stream;
+  return coding.restart_interval != 0 ? images.stream : frame.stream;
 }
 
 struct Decoding {

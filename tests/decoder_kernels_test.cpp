@@ -135,11 +135,6 @@ void CheckBands(CpuRung rung, const RowCase& c) {
       << c.restart_interval;
 }
 
-void ForEachRung(const std::function<void(CpuRung)>& check) {
-  check(CpuRung::kPlain);
-  ForEachFastRung(check);
-}
-
 TEST(DecoderKernels, RowsOfAllLayouts) {
   ForEachRung([](CpuRung rung) {
     EXPECT_EQ(FastRowDecoderOf(rung, PixelCode::kVyuy), nullptr);

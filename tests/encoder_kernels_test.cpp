@@ -71,10 +71,10 @@ Lines MakeLines(const RowCase& c, GuardAt guard) {
   return lines;
 }
 
-RowResult EncodeRow(CpuRung rung, const RowCase& c, const Lines& lines, uint32_t capacity) {
+RowResult EncodeRow(McuRowEncoder encode_row, const RowCase& c, const Lines& lines,
+                    uint32_t capacity) {
   const GuardedBuffer output(capacity);
   EncoderContext context = MakeEncoderContext(c.quality);
-  context.encode_mcu_row = McuRowEncoderOf(rung);
   context.pixel_format = c.code;
   context.width = c.width;
   context.height = 8;
@@ -85,7 +85,7 @@ RowResult EncodeRow(CpuRung rung, const RowCase& c, const Lines& lines, uint32_t
                     c.bit_count};
   std::array<const uint8_t*, 8> rows;
   for (size_t r = 0; r < 8; ++r) rows[r] = lines[r]->data();
-  context.encode_mcu_row(context, rows);
+  encode_row(context, rows);
   const EntropyOutput& end = context.output;
   const auto stored = static_cast<size_t>(std::min<uint64_t>(end.output_position, capacity));
   return {Head(output.Bytes(), stored), end.output_position,
@@ -96,11 +96,10 @@ RowResult EncodeRow(CpuRung rung, const RowCase& c, const Lines& lines, uint32_t
 void CheckRow(CpuRung rung, const RowCase& c) {
   for (const GuardAt guard : {GuardAt::kEnd, GuardAt::kStart}) {
     const Lines lines = MakeLines(c, guard);
-    const auto exact =
-        static_cast<uint32_t>(EncodeRow(CpuRung::kPlain, c, lines, 1 << 15).position);
+    const auto exact = static_cast<uint32_t>(EncodeRow(EncodeMcuRow, c, lines, 1 << 15).position);
     for (const uint32_t capacity : {1U << 15, exact, exact / 2}) {
-      const RowResult got = EncodeRow(rung, c, lines, capacity);
-      ASSERT_TRUE(got == EncodeRow(CpuRung::kPlain, c, lines, capacity))
+      const RowResult got = EncodeRow(McuRowEncoderOf(rung), c, lines, capacity);
+      ASSERT_TRUE(got == EncodeRow(EncodeMcuRow, c, lines, capacity))
           << static_cast<uint32_t>(c.code) << " width " << c.width << " quality " << c.quality
           << " pending " << c.bit_count << " capacity " << capacity << ": " << got.position
           << " bytes";
@@ -109,7 +108,7 @@ void CheckRow(CpuRung rung, const RowCase& c) {
 }
 
 TEST(EncoderKernels, RowsOfAllWidthsAndLayouts) {
-  ForEachFastRung([](CpuRung rung) {
+  ForEachRung([](CpuRung rung) {
     for (const Layout& layout : kInputLayouts) {
       for (int width = 1; width <= 65; ++width) {
         const auto i = static_cast<uint32_t>(width);
@@ -129,7 +128,7 @@ TEST(EncoderKernels, LongRowsAndLargeCoefficients) {
                            {PixelCode::kYuyv, 400, Content::kLow, 75, 6},
                            {PixelCode::kYuyv, 200, Content::kReal, 75, 2, 3},
                            {PixelCode::kBgr24, 200, Content::kNoise, 10, 2, 1}};
-  ForEachFastRung([&](CpuRung rung) {
+  ForEachRung([&](CpuRung rung) {
     for (const RowCase& c : cases) CheckRow(rung, c);
   });
 }
@@ -138,12 +137,12 @@ TEST(EncoderKernels, LongRowsAndLargeCoefficients) {
 TEST(EncoderKernels, RowsInAnyCapacity) {
   const RowCase c = {PixelCode::kYuyv, 256, Content::kNoise, 100, 4};
   const Lines lines = MakeLines(c, GuardAt::kEnd);
-  const RowResult ample = EncodeRow(CpuRung::kPlain, c, lines, 1 << 15);
-  ForEachFastRung([&](CpuRung rung) {
+  const RowResult ample = EncodeRow(EncodeMcuRow, c, lines, 1 << 15);
+  ForEachRung([&](CpuRung rung) {
     for (uint32_t capacity = 1; capacity < ample.position + 150; ++capacity) {
       RowResult wanted = ample;
       wanted.bytes.resize(std::min<size_t>(capacity, wanted.bytes.size()));
-      ASSERT_TRUE(EncodeRow(rung, c, lines, capacity) == wanted) << capacity;
+      ASSERT_TRUE(EncodeRow(McuRowEncoderOf(rung), c, lines, capacity) == wanted) << capacity;
     }
   });
 }

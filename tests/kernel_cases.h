@@ -16,10 +16,9 @@ struct ForcedRung {
   ~ForcedRung() { tkmjpg::ForceCpuRung(before); }
 };
 
-// Runs `check` for the fast rungs of this processor, each in a trace of its name.
-inline void ForEachFastRung(const std::function<void(tkmjpg::CpuRung)>& check) {
+// Runs `check` for the rungs of this processor, each in a trace of its name.
+inline void ForEachRung(const std::function<void(tkmjpg::CpuRung)>& check) {
   for (const tkmjpg::CpuRung rung : tkmjpg::RunnableCpuRungs()) {
-    if (rung == tkmjpg::CpuRung::kPlain) continue;
     SCOPED_TRACE(tkmjpg::CpuRungName(rung));
     check(rung);
     if (testing::Test::HasFatalFailure()) return;

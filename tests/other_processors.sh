@@ -98,7 +98,7 @@ test_arm64_processor() {
 test_arm64() {
   build release tkmjpg_command
   scripts/foreign_packages.sh arm64 build/foreign/aarch64-linux-gnu \
-    libpng-dev zlib1g-dev
+    libjpeg62-turbo-dev libpng-dev zlib1g-dev
   build arm64 tkmjpg_tests tkmjpg tkmjpg_command load_library
   at_once test_arm64_processor cortex-a53 cortex-a72 cortex-a76 neoverse-n1 max
   use_on_arm64

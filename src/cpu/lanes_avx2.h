@@ -33,9 +33,16 @@ TKMJPG_LANES_INLINE Register ApplySign(Register a, Register sign) {
   return _mm256_sign_epi16(a, sign);
 }
 
-// Whether a word has a bit of the mask.
-TKMJPG_LANES_INLINE bool HasBits(Register a, Register mask) {
-  return _mm256_testz_si256(a, mask) == 0;
+// Whether a byte, as one without a sign, is above the limit.
+TKMJPG_LANES_INLINE bool AnyByteAbove(Register a, int limit) {
+  const Register excess = _mm256_subs_epu8(a, Bytes(limit));
+  return _mm256_testz_si256(excess, excess) == 0;
+}
+// A bit for each of the 64 bytes of a block that is not 0.
+TKMJPG_LANES_INLINE uint64_t NonZeroBytes(const Register block[2]) {
+  const int low = _mm256_movemask_epi8(_mm256_cmpeq_epi8(block[0], Zero()));
+  const int high = _mm256_movemask_epi8(_mm256_cmpeq_epi8(block[1], Zero()));
+  return ~(static_cast<uint64_t>(static_cast<uint32_t>(high)) << 32 | static_cast<uint32_t>(low));
 }
 // Word 0, 2, 4, 6 of a lane, then the others.
 alignas(16) inline constexpr int8_t kEvenFirst[16] = {0, 1, 4, 5, 8,  9,  12, 13,
@@ -72,10 +79,19 @@ TKMJPG_LANES_INLINE Register MoveDown(Register a) {
   return _mm256_srli_si256(a, kBytes);
 }
 
+// Lane l of each of four registers, for each l.
+TKMJPG_LANES_INLINE void GatherLanes(const Register from[4], Register to[4]) {
+  for (int i = 0; i < 2; ++i) {
+    to[i] = _mm256_permute2x128_si256(from[2 * i], from[2 * i + 1], 0x20);
+    to[i + 2] = _mm256_permute2x128_si256(from[2 * i], from[2 * i + 1], 0x31);
+  }
+}
 TKMJPG_LANES_INLINE void StoreLane(void* to, Register x, int lane) {
   const __m128i part = lane == 0 ? _mm256_castsi256_si128(x) : _mm256_extracti128_si256(x, 1);
   _mm_storeu_si128(static_cast<__m128i*>(to), part);
 }
+
+#include "cpu/lanes_x86_bytes.inc"
 
 }  // namespace tkmjpg::avx2
 

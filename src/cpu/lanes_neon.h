@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include "cpu/targets.h"
@@ -19,40 +20,14 @@ namespace tkmjpg::neon {
 using Register = int16x8_t;
 inline constexpr int kLanes = 1;
 
-TKMJPG_LANES_INLINE uint16x8_t Unsigned(Register x) { return vreinterpretq_u16_s16(x); }
-TKMJPG_LANES_INLINE uint8x16_t AsBytes(Register x) { return vreinterpretq_u8_s16(x); }
-TKMJPG_LANES_INLINE Register Signed(uint16x8_t x) { return vreinterpretq_s16_u16(x); }
-TKMJPG_LANES_INLINE Register Signed(uint8x16_t x) { return vreinterpretq_s16_u8(x); }
-
-// --- Memory -------------------------------------------------------------------------------------
-
-TKMJPG_LANES_INLINE Register Load(const void* from) {
-  return Signed(vld1q_u8(static_cast<const uint8_t*>(from)));
-}
-TKMJPG_LANES_INLINE void Store(void* to, Register x) {
-  vst1q_u8(static_cast<uint8_t*>(to), AsBytes(x));
-}
-// The same 16 bytes in each lane.
-TKMJPG_LANES_INLINE Register LoadSame(const void* from) { return Load(from); }
-
-// --- Constants ----------------------------------------------------------------------------------
-
-TKMJPG_LANES_INLINE Register Zero() { return vdupq_n_s16(0); }
-TKMJPG_LANES_INLINE Register Words(int value) { return vdupq_n_s16(static_cast<int16_t>(value)); }
-TKMJPG_LANES_INLINE Register Bytes(int value) {
-  return Signed(vdupq_n_u8(static_cast<uint8_t>(value)));
-}
+#include "cpu/lanes_vector.inc"
 
 // --- Words --------------------------------------------------------------------------------------
 
-// Sums and differences wrap.
-TKMJPG_LANES_INLINE Register Add(Register a, Register b) { return vaddq_s16(a, b); }
-TKMJPG_LANES_INLINE Register Sub(Register a, Register b) { return vsubq_s16(a, b); }
 TKMJPG_LANES_INLINE Register AddSaturated(Register a, Register b) { return vqaddq_s16(a, b); }
 TKMJPG_LANES_INLINE Register SubToZero(Register a, Register b) {
   return Signed(vqsubq_u16(Unsigned(a), Unsigned(b)));
 }
-TKMJPG_LANES_INLINE Register MulLow(Register a, Register b) { return vmulq_s16(a, b); }
 // The high half of a signed product, rounded towards minus infinity; not for twice -32768. The
 // instruction doubles the product, so that an even factor is halved before it instead.
 TKMJPG_LANES_INLINE Register MulHigh(Register a, Register b) {
@@ -77,6 +52,11 @@ template <int kFactor>
 TKMJPG_LANES_INLINE Register MulHighOfDouble(Register a) {
   return vqdmulhq_n_s16(a, kFactor);
 }
+// And of four times the word.
+template <int kFactor>
+TKMJPG_LANES_INLINE Register MulHighOfQuadruple(Register a) {
+  return vqdmulhq_n_s16(vaddq_s16(a, a), kFactor);
+}
 // i x factor / 256, of words that hold a colour i shifted left by kColourShift.
 inline constexpr int kColourShift = 7;
 template <int kFactor>
@@ -84,46 +64,13 @@ TKMJPG_LANES_INLINE Register ColourProduct(Register colour) {
   if constexpr (kFactor < 32768) return vqdmulhq_n_s16(colour, kFactor);
   return MulHighUnsigned<kFactor>(vaddq_s16(colour, colour));
 }
-template <int kBits>
-TKMJPG_LANES_INLINE Register ShiftLeft(Register a) {
-  return vshlq_n_s16(a, kBits);
-}
-template <int kBits>
-TKMJPG_LANES_INLINE Register ShiftRight(Register a) {
-  return Signed(vshrq_n_u16(Unsigned(a), kBits));
-}
-template <int kBits>
-TKMJPG_LANES_INLINE Register ShiftRightSigned(Register a) {
-  return vshrq_n_s16(a, kBits);
-}
 TKMJPG_LANES_INLINE Register Abs(Register a) { return vabsq_s16(a); }
-// `a`, negated where `sign` is negative. Where `sign` is 0, `a` must be.
-TKMJPG_LANES_INLINE Register ApplySign(Register a, Register sign) {
-  const int16x8_t negative = vshrq_n_s16(sign, 15);
-  return vsubq_s16(veorq_s16(a, negative), negative);
-}
-
-// x + 1 where a > b, else x.
-TKMJPG_LANES_INLINE Register AddOneWhereGreater(Register x, Register a, Register b) {
-  return vsubq_s16(x, vreinterpretq_s16_u16(vcgtq_s16(a, b)));
-}
 
 // --- Bits and bytes -----------------------------------------------------------------------------
 
-TKMJPG_LANES_INLINE Register And(Register a, Register b) { return vandq_s16(a, b); }
-TKMJPG_LANES_INLINE Register Or(Register a, Register b) { return vorrq_s16(a, b); }
-TKMJPG_LANES_INLINE Register Xor(Register a, Register b) { return veorq_s16(a, b); }
-TKMJPG_LANES_INLINE Register MinBytes(Register a, Register b) {
-  return Signed(vminq_u8(AsBytes(a), AsBytes(b)));
+TKMJPG_LANES_INLINE Register AbsBytes(Register a) {
+  return Signed(vreinterpretq_u8_s8(vabsq_s8(vreinterpretq_s8_s16(a))));
 }
-TKMJPG_LANES_INLINE Register MaxBytes(Register a, Register b) {
-  return Signed(vmaxq_u8(AsBytes(a), AsBytes(b)));
-}
-// Byte index[i] of its lane for each i; 0 where the index is negative.
-TKMJPG_LANES_INLINE Register Shuffle(Register bytes, Register index) {
-  return Signed(vqtbl1q_u8(AsBytes(bytes), AsBytes(index)));
-}
-
 // The low bytes of the words of a, with those of b above them; the high bytes likewise.
 TKMJPG_LANES_INLINE Register LowBytes(Register a, Register b) {
   return Signed(vtrn1q_u8(AsBytes(a), AsBytes(b)));
@@ -133,9 +80,20 @@ TKMJPG_LANES_INLINE Register HighBytes(Register a, Register b) {
 }
 // LowBytes of words whose high bytes are 0.
 TKMJPG_LANES_INLINE Register JoinBytes(Register a, Register b) { return LowBytes(a, b); }
-// Whether a word has a bit of the mask.
-TKMJPG_LANES_INLINE bool HasBits(Register a, Register mask) {
-  return vmaxvq_u16(vandq_u16(Unsigned(a), Unsigned(mask))) != 0;
+// Whether a byte, as one without a sign, is above the limit.
+TKMJPG_LANES_INLINE bool AnyByteAbove(Register a, int limit) {
+  return vmaxvq_u8(AsBytes(a)) > limit;
+}
+// A bit for each of the 64 bytes of a block that is not 0: sums of neighbours, three times over.
+alignas(16) inline constexpr uint8_t kBitOfByte[16] = {1, 2, 4, 8, 16, 32, 64, 128,
+                                                       1, 2, 4, 8, 16, 32, 64, 128};
+TKMJPG_LANES_INLINE uint64_t NonZeroBytes(const Register block[4]) {
+  uint8x16_t bits[4];
+  for (int i = 0; i < 4; ++i) {
+    bits[i] = vandq_u8(vtstq_u8(AsBytes(block[i]), AsBytes(block[i])), vld1q_u8(kBitOfByte));
+  }
+  const uint8x16_t halves = vpaddq_u8(vpaddq_u8(bits[0], bits[1]), vpaddq_u8(bits[2], bits[3]));
+  return vgetq_lane_u64(vreinterpretq_u64_u8(vpaddq_u8(halves, halves)), 0);
 }
 
 // --- Two registers to one -----------------------------------------------------------------------
@@ -153,34 +111,5 @@ TKMJPG_LANES_INLINE Register PackShifted(Register a, Register b) {
 }
 // Sums of pairs of words: four of a, four of b.
 TKMJPG_LANES_INLINE Register PairSums(Register a, Register b) { return vpaddq_s16(a, b); }
-#define TKMJPG_UNPACK(bits)                                                              \
-  TKMJPG_LANES_INLINE Register UnpackLow##bits(Register a, Register b) {                 \
-    return vreinterpretq_s16_s##bits(                                                    \
-        vzip1q_s##bits(vreinterpretq_s##bits##_s16(a), vreinterpretq_s##bits##_s16(b))); \
-  }                                                                                      \
-  TKMJPG_LANES_INLINE Register UnpackHigh##bits(Register a, Register b) {                \
-    return vreinterpretq_s16_s##bits(                                                    \
-        vzip2q_s##bits(vreinterpretq_s##bits##_s16(a), vreinterpretq_s##bits##_s16(b))); \
-  }
-TKMJPG_UNPACK(8)
-TKMJPG_UNPACK(32)
-TKMJPG_UNPACK(64)
-#undef TKMJPG_UNPACK
-TKMJPG_LANES_INLINE Register UnpackLow16(Register a, Register b) { return vzip1q_s16(a, b); }
-TKMJPG_LANES_INLINE Register UnpackHigh16(Register a, Register b) { return vzip2q_s16(a, b); }
-
-TKMJPG_LANES_INLINE void StoreLane(void* to, Register x, int /*lane*/) { Store(to, x); }
-
-// To a block each: words that alternate between two blocks; four words of one and four of the
-// other.
-TKMJPG_LANES_INLINE void SplitAlternating(const Register words[2], Register blocks[2]) {
-  blocks[0] = vuzp1q_s16(words[0], words[1]);
-  blocks[1] = vuzp2q_s16(words[0], words[1]);
-}
-TKMJPG_LANES_INLINE void SplitHalves(const Register words[2], Register blocks[2]) {
-  blocks[0] = UnpackLow64(words[0], words[1]);
-  blocks[1] = UnpackHigh64(words[0], words[1]);
-}
-TKMJPG_LANES_INLINE void ExchangeBlocks(Register blocks[2]) { std::swap(blocks[0], blocks[1]); }
 
 }  // namespace tkmjpg::neon

@@ -23,36 +23,34 @@ inline constexpr int kLanes = 1;
 
 #include "cpu/lanes_x86.inc"
 
-// The same 16 bytes in each lane.
-TKMJPG_LANES_INLINE Register LoadSame(const void* from) {
-  const __m128i lane = _mm_loadu_si128(static_cast<const __m128i*>(from));
-  return lane;
-}
-
 // `a`, negated where `sign` is negative. Where `sign` is 0, `a` must be.
 TKMJPG_LANES_INLINE Register ApplySign(Register a, Register sign) {
   return _mm_sign_epi16(a, sign);
 }
 
-// Whether a word has a bit of the mask.
-TKMJPG_LANES_INLINE bool HasBits(Register a, Register mask) {
-  return _mm_testz_si128(a, mask) == 0;
+// Whether a byte, as one without a sign, is above the limit.
+TKMJPG_LANES_INLINE bool AnyByteAbove(Register a, int limit) {
+  const Register excess = _mm_subs_epu8(a, Bytes(limit));
+  return _mm_testz_si128(excess, excess) == 0;
+}
+// A bit for each of the 64 bytes of a block that is not 0.
+TKMJPG_LANES_INLINE uint64_t NonZeroBytes(const Register block[4]) {
+  uint64_t zeros = 0;
+  for (int i = 0; i < 4; ++i) {
+    const int bits = _mm_movemask_epi8(_mm_cmpeq_epi8(block[i], Zero()));
+    zeros |= static_cast<uint64_t>(static_cast<uint32_t>(bits)) << (16 * i);
+  }
+  return ~zeros;
 }
 // Word 0, 2, 4, 6 of a lane, then the others.
 alignas(16) inline constexpr int8_t kEvenFirst[16] = {0, 1, 4, 5, 8,  9,  12, 13,
                                                       2, 3, 6, 7, 10, 11, 14, 15};
-// To a block each: words that alternate between two blocks; four words of one and four of the
-// other.
+// To a block each: words that alternate between two blocks.
 TKMJPG_LANES_INLINE void SplitAlternating(const Register words[2], Register blocks[2]) {
   const Register a = Shuffle(words[0], Load(kEvenFirst)), b = Shuffle(words[1], Load(kEvenFirst));
   blocks[0] = UnpackLow64(a, b);
   blocks[1] = UnpackHigh64(a, b);
 }
-TKMJPG_LANES_INLINE void SplitHalves(const Register words[2], Register blocks[2]) {
-  blocks[0] = UnpackLow64(words[0], words[1]);
-  blocks[1] = UnpackHigh64(words[0], words[1]);
-}
-TKMJPG_LANES_INLINE void ExchangeBlocks(Register blocks[2]) { std::swap(blocks[0], blocks[1]); }
 TKMJPG_LANES_INLINE Register LoadLanes(const uint8_t* from, size_t /*step*/) { return Load(from); }
 
 // x + 1 where a > b, else x.
@@ -69,7 +67,13 @@ TKMJPG_LANES_INLINE Register MoveDown(Register a) {
   return _mm_srli_si128(a, kBytes);
 }
 
-TKMJPG_LANES_INLINE void StoreLane(void* to, Register x, int /*lane*/) { Store(to, x); }
+// Lane l of each of four registers, for each l.
+TKMJPG_LANES_INLINE void GatherLanes(const Register from[4], Register to[4]) {
+  for (int i = 0; i < 4; ++i) to[i] = from[i];
+}
+
+#include "cpu/lanes_one.inc"
+#include "cpu/lanes_x86_bytes.inc"
 
 }  // namespace tkmjpg::sse4
 

@@ -156,7 +156,7 @@ TKMJPG_LANES_TARGET void WriteFourLines(const McuJob& job) {
 }
 
 template <bool kFull, int kPixelBytes, int kLastByte>
-constexpr McuWriter kWriteBgr = {TransformToSamples,
+constexpr McuWriter kWriteBgr = {nullptr, TransformToSamples,
                                  WriteFourLines<kFull, kPixelBytes, kLastByte, 0>,
                                  WriteFourLines<kFull, kPixelBytes, kLastByte, 4>};
 

@@ -38,9 +38,7 @@ TKMJPG_LANES_INLINE void StoreLines(const Register* pixels, const McuJob& job, i
 // Eight even pixels and eight odd ones to a line of 16.
 template <int kPixelBytes, int kLastByte>
 TKMJPG_LANES_INLINE void StoreBgr(const Colours& c, const McuJob& job, int line) {
-  const auto in_order = [](Register x) {
-    return vzip1q_u8(AsBytes(x), vextq_u8(AsBytes(x), AsBytes(x), 8));
-  };
+  const auto in_order = [](Register x) { return AsBytes(InterleaveHalves(x)); };
   uint8_t* const to = job.rows[line] + job.offset;
   if constexpr (kPixelBytes == 3) {
     vst3q_u8(to, {{in_order(c.b), in_order(c.g), in_order(c.r)}});

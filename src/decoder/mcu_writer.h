@@ -31,9 +31,11 @@ struct McuJob {
 };
 using McuStep = void (*)(const McuJob& job);
 
-// Transforms an MCU, converts it and stores it, in one step (the others are null) or in three. A
-// long way to the pixels is better gone in three, between the blocks of the next MCU: the processor
-// can look ahead to those, and they leave it time.
-using McuWriter = std::array<McuStep, 3>;
+// Transforms an MCU, converts it and stores it in up to four steps, one after each block of the
+// next MCU; null where there is nothing to do. The processor can look ahead to those blocks, whose
+// reading leaves it time, but not over all the way to the pixels.
+using McuWriter = std::array<McuStep, 4>;
+
+constexpr McuWriter LastStep(McuStep step) { return {nullptr, nullptr, nullptr, step}; }
 
 }  // namespace tkmjpg

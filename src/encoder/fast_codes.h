@@ -64,11 +64,12 @@ inline __attribute__((always_inline)) uint32_t SwapBytes(uint32_t word) {
   return __builtin_bswap32(word);
 }
 
-// By luma, chroma.
-inline constexpr SizeTable kDcCodes[2] = {MakeSizeTable(kDcLumaCodes),
-                                          MakeSizeTable(kDcChromaCodes)};
-inline constexpr SizeTable kAcCodes[2] = {MakeSizeTable(kAcLumaCodes),
-                                          MakeSizeTable(kAcChromaCodes)};
+// Of AC and of DC: luma, chroma.
+alignas(64) inline constexpr SizeTable kSizeCodes[4] = {
+    MakeSizeTable(kAcLumaCodes), MakeSizeTable(kAcChromaCodes),  //
+    MakeSizeTable(kDcLumaCodes), MakeSizeTable(kDcChromaCodes)};
+constexpr const SizeTable& AcCodes(uint32_t chroma) { return kSizeCodes[chroma]; }
+constexpr const SizeTable& DcCodes(uint32_t chroma) { return kSizeCodes[2 + chroma]; }
 alignas(64) inline constexpr LevelTable kLevelCodes[2] = {MakeLevelTable(kAcLumaCodes),
                                                           MakeLevelTable(kAcChromaCodes)};
 

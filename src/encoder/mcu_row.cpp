@@ -62,7 +62,7 @@ McuRowEncoder McuRowEncoderOf(CpuRung rung) {
       return EncodeMcuRowNeon;
 #endif
     default:
-      return EncodeMcuRow;
+      return EncodeMcuRowPlain;
   }
 }
 

@@ -24,7 +24,8 @@ McuRowEncoder McuRowEncoderOf(CpuRung rung);
 // Ends an interval: completes the byte, writes RSTn and clears the predictors and counters.
 void WriteRestart(EncoderContext& context);
 
-// One text (mcu_row.inc), compiled for each instruction set.
+// One text (mcu_row.inc), compiled for each instruction set and for plain C++.
+void EncodeMcuRowPlain(EncoderContext& context, const SourceRows& rows);
 #if TKMJPG_X86
 void EncodeMcuRowSse4(EncoderContext& context, const SourceRows& rows);
 void EncodeMcuRowAvx2(EncoderContext& context, const SourceRows& rows);

@@ -125,27 +125,11 @@ struct BgrReader {
 
 alignas(64) constexpr ByteIndex kZigZagIndex = kZigZag;
 
-// Lane l of four registers, for each l.
-TKMJPG_LANES_INLINE void TransposeLanes(Register x[4]) {
-  const Register a = _mm512_shuffle_i64x2(x[0], x[1], 0x44);
-  const Register b = _mm512_shuffle_i64x2(x[2], x[3], 0x44);
-  const Register c = _mm512_shuffle_i64x2(x[0], x[1], 0xEE);
-  const Register d = _mm512_shuffle_i64x2(x[2], x[3], 0xEE);
-  x[0] = _mm512_shuffle_i64x2(a, b, 0x88);
-  x[1] = _mm512_shuffle_i64x2(a, b, 0xDD);
-  x[2] = _mm512_shuffle_i64x2(c, d, 0x88);
-  x[3] = _mm512_shuffle_i64x2(c, d, 0xDD);
-}
-
-TKMJPG_LANES_INLINE void StoreLevels(const Register packed[4], CodedBlock* blocks) {
+TKMJPG_LANES_INLINE void ZigZag(const Register packed[4], Register levels[4]) {
   constexpr uint64_t kNotDc = ~uint64_t{1};
-  Register levels[4] = {packed[0], packed[1], packed[2], packed[3]};
-  TransposeLanes(levels);
-  for (int l = 0; l < 4; ++l) {
-    levels[l] = _mm512_maskz_permutexvar_epi8(kNotDc, Load(kZigZagIndex.data()), levels[l]);
-    Store(blocks[l].levels.data(), levels[l]);
-    blocks[l].nonzero = _mm512_test_epi8_mask(levels[l], levels[l]);
-  }
+  const Register index = Load(kZigZagIndex.data());
+  GatherLanes(packed, levels);
+  for (int l = 0; l < 4; ++l) levels[l] = _mm512_maskz_permutexvar_epi8(kNotDc, index, levels[l]);
 }
 
 // clang-format off

@@ -38,24 +38,13 @@ constexpr std::array<uint8_t, 64> MakeZigZagIndex() {
   return index;
 }
 alignas(64) constexpr std::array<uint8_t, 64> kZigZagIndex = MakeZigZagIndex();
-alignas(16) constexpr uint8_t kBitOfByte[16] = {1, 2, 4, 8, 16, 32, 64, 128,
-                                                1, 2, 4, 8, 16, 32, 64, 128};
 
-TKMJPG_LANES_INLINE void StoreLevels(const Register packed[4], CodedBlock* block) {
+TKMJPG_LANES_INLINE void ZigZag(const Register packed[4], Register levels[4]) {
   const uint8x16x4_t rows = {
       {AsBytes(packed[0]), AsBytes(packed[1]), AsBytes(packed[2]), AsBytes(packed[3])}};
-  const uint8x16_t bits = vld1q_u8(kBitOfByte);
-  uint8x16_t nonzero[4];
   for (int q = 0; q < 4; ++q) {
-    const uint8x16_t levels = vqtbl4q_u8(rows, vld1q_u8(kZigZagIndex.data() + 16 * q));
-    vst1q_u8(reinterpret_cast<uint8_t*>(block->levels.data()) + 16 * q, levels);
-    nonzero[q] = vandq_u8(vtstq_u8(levels, levels), bits);
+    levels[q] = Signed(vqtbl4q_u8(rows, vld1q_u8(kZigZagIndex.data() + 16 * q)));
   }
-  // Sums of neighbours, three times over: eight bytes become one of eight bits.
-  const uint8x16_t halves = vpaddq_u8(vpaddq_u8(nonzero[0], nonzero[1]),  //
-                                      vpaddq_u8(nonzero[2], nonzero[3]));
-  const uint8x16_t mask = vpaddq_u8(halves, halves);
-  block->nonzero = vgetq_lane_u64(vreinterpretq_u64_u8(mask), 0);
 }
 
 // clang-format off

@@ -13,21 +13,6 @@ namespace {
 #include "encoder/input_conversion.inc"
 #include "encoder/shuffles.inc"
 #include "encoder/line_readers.inc"
-// clang-format on
-
-TKMJPG_LANES_INLINE void StoreLevels(const Register packed[4], CodedBlock* block) {
-  const Register quarters[4] = {ZigZagQuarter<0>(packed), ZigZagQuarter<1>(packed),
-                                ZigZagQuarter<2>(packed), ZigZagQuarter<3>(packed)};
-  uint64_t zero = 0;
-  for (int q = 0; q < 4; ++q) {
-    Store(block->levels.data() + 16 * q, quarters[q]);
-    const int zeros = _mm_movemask_epi8(_mm_cmpeq_epi8(quarters[q], Zero()));
-    zero |= static_cast<uint64_t>(static_cast<uint32_t>(zeros)) << (16 * q);
-  }
-  block->nonzero = ~zero;
-}
-
-// clang-format off
 #include "encoder/mcu_row.inc"
 // clang-format on
 
