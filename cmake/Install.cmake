@@ -19,6 +19,14 @@ if(TARGET tkmjpg_command)
   install(TARGETS tkmjpg_command RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 
+set(TKMJPG_MANUAL "" CACHE PATH "For another processor: share/ of a build for this one")
+if(TKMJPG_MANUAL)
+  install(DIRECTORY ${TKMJPG_MANUAL}/ DESTINATION ${CMAKE_INSTALL_DATADIR})
+elseif(TARGET tkmjpg_manual_files)
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/tools/manual/share/ DESTINATION ${CMAKE_INSTALL_DATADIR}
+    PATTERN stamp EXCLUDE)
+endif()
+
 install(EXPORT tkmjpgTargets NAMESPACE tkmjpg:: DESTINATION ${TKMJPG_CMAKE_DIR})
 configure_package_config_file(
   ${CMAKE_CURRENT_LIST_DIR}/tkmjpgConfig.cmake.in ${PROJECT_BINARY_DIR}/tkmjpgConfig.cmake

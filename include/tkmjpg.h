@@ -2,7 +2,9 @@
  *
  * Two calls do the work, one frame a call, each in the caller's buffers:
  *
- *     n = CompressBuffer_MJPG(pixels, stride, stream, room, 720, 576, 75, 0, TKMJPG_YUY2, 0, 0);
+ *     size = TkmjpgMaxStreamSize(720, 576, 0);
+ *     stream = malloc(size);
+ *     n = CompressBuffer_MJPG(pixels, stride, stream, size, 720, 576, 75, 0, TKMJPG_YUY2, 0, 0);
  *     DecompressBuffer_MJPG(stream, n, pixels, stride, 720, 576, 0, TKMJPG_YUY2, 0, 0);
  *
  * A frame is one baseline JPEG image (ITU T.81), 8 bits, 4:2:2, or two of them, one a field.
@@ -11,12 +13,24 @@
  * Re-entrancy: the calls keep no state of their own, start no thread and may run at once on any
  * number of threads, as long as no two of them share a CodecCarryState or an output buffer.
  *
+ * Memory: pixels and streams may begin at any address, and a stride may be any number of bytes;
+ * only a CodecCarryState has the alignment of its type. Input and output of a call must not
+ * overlap: if they do, what comes out is not defined, but still nothing else is written. Lines may
+ * overlap each other. The encoder reads each line where the stride puts it, so a stride of 0
+ * repeats one line; where lines of the decoder's output overlap, it is not defined which of them
+ * stands.
+ *
  * This header compiles alone as C (C99 or later) and as C++.
  */
 #ifndef TKMJPG_H
 #define TKMJPG_H
 
 #include <stdint.h>
+
+/* The release that this header belongs to. Builds take the numbers from these lines. */
+#define TKMJPG_VERSION_MAJOR 3
+#define TKMJPG_VERSION_MINOR 2
+#define TKMJPG_VERSION_PATCH 16408
 
 #if defined(_WIN32)
 #define TKMJPG_API
@@ -30,12 +44,15 @@
 extern "C" {
 #endif
 
-/* What the two calls remember from frame to frame. The caller owns it; a new one is {256, 0}. One
- * record can serve a compressor and a decompressor at once: each writes a word of its own. */
+/* What the two calls remember from frame to frame. The caller owns it, and makes a new one so:
+ *     CodecCarryState carry = TKMJPG_CARRY_INIT;
+ * One record can serve a compressor and a decompressor at once: each writes a word of its own. */
 typedef struct CodecCarryState {
   uint32_t decode_flags; /* bit 0: the last field frame held one image only; other bits are kept */
   uint32_t rate_scale;   /* 0: none yet; 1 to 256: the scale that rate control starts from next */
 } CodecCarryState;
+#define TKMJPG_CARRY_INIT \
+  { 256, 0 }
 
 /* Raw pixel layouts: FOURCCs, little-endian. Bytes are in memory order; a pair is two pixels of a
  * line that share one Cb and one Cr. 16-bit pixels are little-endian words. [E] compress takes it,
@@ -61,9 +78,12 @@ enum TkmjpgLayout {
 /* Flags of CompressBuffer_MJPG. Any other bit is ignored. */
 enum TkmjpgCompressFlags {
   TKMJPG_C_HUFFMAN_TABLES =
-      0x1,                   /* every image carries a DHT segment, for readers without defaults */
-  TKMJPG_C_ONE_FIELD = 0x2,  /* with FIELDS: code one field only, as an image of half the height */
-  TKMJPG_C_SWAP_LINES = 0x4, /* with FIELDS: field code 1 has the even lines, 2 the odd ones */
+      0x1, /* every image carries a DHT segment, for readers without defaults */
+  /* With FIELDS: code one field only, as one image of half the height and with field code 0. It is
+   * the field that would come first: the odd lines, or the even ones if one of SWAP_LINES and
+   * CODE2_FIRST is set, but not both. */
+  TKMJPG_C_ONE_FIELD = 0x2,
+  TKMJPG_C_SWAP_LINES = 0x4,   /* with FIELDS: field code 1 has the even lines, 2 the odd ones */
   TKMJPG_C_CODE2_FIRST = 0x20, /* with FIELDS: the image with field code 2 comes first */
   TKMJPG_C_STRONG_RATE = 0x80, /* with RATE_CONTROL: an image far off its target is coded again */
   TKMJPG_C_RATE_CONTROL = 0x10000, /* `quality` is the target size of a frame in bytes */
@@ -87,13 +107,36 @@ enum TkmjpgDecompressFlags {
   TKMJPG_D_FULL_RANGE = 0x4000        /* the stream's luma is 0 to 255: no expansion, no limit */
 };
 
+/* A capacity that is enough for any frame of that size, whatever its pixels and its layout: the
+ * most that CompressBuffer_MJPG returns with these flags (TkmjpgCompressFlags), or a little above.
+ * It is about 7 bytes a pixel; frames at quality 75 take 0.2 to 0.6. What is not touched of a large
+ * allocation, systems do not provide. Never above 0xFFFFFFFF, for no stream is longer.
+ *
+ * Where 864 bytes a MCU come from: 8 bits a sample bound the sum of the squares of a block's AC
+ * levels by 1072 * 1072, rounding included. The blocks with the longest codes under this bound,
+ * each with as many 0xFF bytes, and zeros stuffed after them, as its codes leave place for, take
+ * 225 bytes of luma and 207 of chroma. Headers, end and fill of an image are below 640 bytes. */
+static inline uint32_t TkmjpgMaxStreamSize(int32_t width, int32_t height, uint32_t flags) {
+  const uint64_t pixels = width > 0 ? (uint64_t)width : 0;
+  const uint64_t lines = height > 0 ? (uint64_t)height : 0;
+  const uint64_t image_lines = (flags & TKMJPG_C_FIELDS) != 0 ? lines / 2 : lines;
+  const uint64_t mcus = (pixels + 15) / 16 * ((image_lines + 7) / 8);
+  const uint64_t images =
+      (flags & TKMJPG_C_FIELDS) != 0 && (flags & TKMJPG_C_ONE_FIELD) == 0 ? 2 : 1;
+  /* At most 10 bits of alpha a pixel, after a head of 10 bytes. */
+  const uint64_t alpha = (flags & TKMJPG_C_ALPHA) != 0 ? 11 + pixels * lines * 10 / 8 : 0;
+  const uint64_t size = images * (640 + mcus * 864) + alpha;
+  return size < 0xFFFFFFFFu ? (uint32_t)size : 0xFFFFFFFFu;
+}
+
 /* Compresses one frame.
  *
  *   input         first line of the picture (line 0, the top)
  *   input_stride  bytes from a line to the next; negative for pictures stored bottom-up
  *   output        where the stream goes
- *   output_size   its capacity in bytes. Nothing is ever written at or after output + output_size;
- *                 bytes between the returned length and that place may be changed
+ *   output_size   its capacity in bytes, for which TkmjpgMaxStreamSize is always enough. Nothing is
+ *                 ever written at or after output + output_size; bytes between the returned length
+ *                 and that place may be changed
  *   width         pixels a line, up to 65535. A line is never read beyond `width` pixels; pixels
  *                 that are missing to a multiple of 16 repeat the last one. A line of packed YUV
  *                 whose width is odd ends with one chroma byte of the last pair; the other one
@@ -106,7 +149,7 @@ enum TkmjpgDecompressFlags {
  *   flags         TkmjpgCompressFlags
  *   fourcc        TkmjpgLayout, one marked E
  *   reserved      not read
- *   carry         memory of rate control between frames, or null: each frame then starts anew
+ *   carry         memory of rate control between frames, or null: no frame then knows another
  *
  * Returns the stream's length in bytes, alpha segment included. Returns 0 when the layout is not
  * known (nothing was written then), a size is too large, or the result does not fit `output_size`

@@ -2,6 +2,12 @@
  * no vfw.h: message numbers, result codes and structures with their published names and fields, in
  * natural alignment. On Windows include <windows.h> and <vfw.h> instead; the layouts are the same.
  *
+ * Made to get along with other headers of that kind, included before this one or after it: no type
+ * such as DWORD is defined here, fields have the types of stdint.h (DWORD, UINT and FOURCC
+ * uint32_t, LONG int32_t, WORD and WCHAR uint16_t, LPARAM and LRESULT intptr_t). Constants that are
+ * macros already stay as they are, group by group. With TKMJPG_NO_BITMAPINFOHEADER defined, that
+ * structure and its BI_ constants are left to a header that was included before.
+ *
  * This header compiles alone as C (C99 or later) and as C++.
  */
 #ifndef TKMJPG_MESSAGES_H
@@ -9,16 +15,8 @@
 
 #include <stdint.h>
 
-typedef uint16_t WORD;
-typedef uint16_t WCHAR;
-typedef uint32_t DWORD;
-typedef uint32_t UINT;
-typedef int32_t LONG;
-typedef uintptr_t DWORD_PTR;
-typedef intptr_t LPARAM;
-typedef intptr_t LRESULT;
-
 /* Driver-wide messages. */
+#ifndef DRV_LOAD
 enum {
   DRV_LOAD = 1,
   DRV_ENABLE = 2,
@@ -32,8 +30,10 @@ enum {
   DRV_REMOVE = 10,
   DRV_USER = 0x4000
 };
+#endif
 
 /* Messages of an instance. What lParam1 and lParam2 hold; "format" is a BITMAPINFOHEADER. */
+#ifndef ICM_COMPRESS
 enum {
   ICM_COMPRESS_GET_FORMAT = 0x4004,   /* input format, output format or null */
   ICM_COMPRESS_GET_SIZE = 0x4005,     /* input format, output format */
@@ -66,98 +66,118 @@ enum {
   ICM_GETQUALITY = 0x501F,         /* DWORD to fill */
   ICM_SETQUALITY = 0x5020          /* DWORD to read */
 };
+#endif
 
 /* Result codes. */
+#ifndef ICERR_OK
 #define ICERR_OK 0
 #define ICERR_UNSUPPORTED (-1)
 #define ICERR_BADFORMAT (-2)
 #define ICERR_MEMORY (-3)
 #define ICERR_BADPARAM (-6)
 #define ICERR_ERROR (-100)
+#endif
 
-enum { BI_RGB = 0, BI_BITFIELDS = 3 };
+#ifndef ICSTATUS_START
 enum { ICSTATUS_START = 0, ICSTATUS_END = 2 };
+#endif
+#ifndef ICQUALITY_HIGH
 enum { ICQUALITY_HIGH = 10000, ICQUALITY_DEFAULT = -1 };
+#endif
+#ifndef AVIIF_KEYFRAME
 enum { AVIIF_KEYFRAME = 0x10 };
+#endif
+#ifndef VIDCF_QUALITY
 enum {
   VIDCF_QUALITY = 0x01,
   VIDCF_CRUNCH = 0x02,
   VIDCF_FASTTEMPORALC = 0x20,
   VIDCF_FASTTEMPORALD = 0x80
 };
+#endif
+#ifndef ICDECOMPRESS_HURRYUP
 #define ICDECOMPRESS_HURRYUP 0x80000000u
+#endif
+#ifndef ICTYPE_VIDEO
 #define ICTYPE_VIDEO 0x63646976u /* "vidc" */
+#endif
+
+#ifndef TKMJPG_NO_BITMAPINFOHEADER
+#ifndef BI_RGB
+enum { BI_RGB = 0, BI_BITFIELDS = 3 };
+#endif
 
 typedef struct BITMAPINFOHEADER {
-  DWORD biSize;
-  LONG biWidth;
-  LONG biHeight; /* of RGB: positive is bottom-up, negative top-down */
-  WORD biPlanes;
-  WORD biBitCount;
-  DWORD biCompression;
-  DWORD biSizeImage;
-  LONG biXPelsPerMeter;
-  LONG biYPelsPerMeter;
-  DWORD biClrUsed;
-  DWORD biClrImportant;
+  uint32_t biSize;
+  int32_t biWidth;
+  int32_t biHeight; /* of RGB: positive is bottom-up, negative top-down */
+  uint16_t biPlanes;
+  uint16_t biBitCount;
+  uint32_t biCompression;
+  uint32_t biSizeImage;
+  int32_t biXPelsPerMeter;
+  int32_t biYPelsPerMeter;
+  uint32_t biClrUsed;
+  uint32_t biClrImportant;
 } BITMAPINFOHEADER;
+#endif
 
 typedef struct ICOPEN {
-  DWORD dwSize;
-  DWORD fccType;
-  DWORD fccHandler;
-  DWORD dwVersion;
-  DWORD dwFlags;
-  LRESULT dwError;
+  uint32_t dwSize;
+  uint32_t fccType;
+  uint32_t fccHandler;
+  uint32_t dwVersion;
+  uint32_t dwFlags;
+  intptr_t dwError;
   void* pV1Reserved;
   void* pV2Reserved;
-  DWORD dnDevNode;
+  uint32_t dnDevNode;
 } ICOPEN;
 
 typedef struct ICINFO {
-  DWORD dwSize;
-  DWORD fccType;
-  DWORD fccHandler;
-  DWORD dwFlags;
-  DWORD dwVersion;
-  DWORD dwVersionICM;
-  WCHAR szName[16];
-  WCHAR szDescription[128];
-  WCHAR szDriver[128];
+  uint32_t dwSize;
+  uint32_t fccType;
+  uint32_t fccHandler;
+  uint32_t dwFlags;
+  uint32_t dwVersion;
+  uint32_t dwVersionICM;
+  uint16_t szName[16];
+  uint16_t szDescription[128];
+  uint16_t szDriver[128];
 } ICINFO;
 
 typedef struct ICCOMPRESS {
-  DWORD dwFlags;
+  uint32_t dwFlags;
   BITMAPINFOHEADER* lpbiOutput;
   void* lpOutput;
   BITMAPINFOHEADER* lpbiInput;
   void* lpInput;
-  DWORD* lpckid;
-  DWORD* lpdwFlags;
-  LONG lFrameNum;
-  DWORD dwFrameSize;
-  DWORD dwQuality;
+  uint32_t* lpckid;
+  uint32_t* lpdwFlags;
+  int32_t lFrameNum;
+  uint32_t dwFrameSize;
+  uint32_t dwQuality;
   BITMAPINFOHEADER* lpbiPrev;
   void* lpPrev;
 } ICCOMPRESS;
 
 typedef struct ICSETSTATUSPROC {
-  DWORD dwFlags;
-  LPARAM lParam;
-  LONG (*Status)(LPARAM lParam, UINT message, LONG l);
+  uint32_t dwFlags;
+  intptr_t lParam;
+  int32_t (*Status)(intptr_t lParam, uint32_t message, int32_t l);
 } ICSETSTATUSPROC;
 
 typedef struct ICDECOMPRESS {
-  DWORD dwFlags;
+  uint32_t dwFlags;
   BITMAPINFOHEADER* lpbiInput;
   void* lpInput;
   BITMAPINFOHEADER* lpbiOutput;
   void* lpOutput;
-  DWORD ckid;
+  uint32_t ckid;
 } ICDECOMPRESS;
 
 typedef struct ICDECOMPRESSEX {
-  DWORD dwFlags;
+  uint32_t dwFlags;
   BITMAPINFOHEADER* lpbiSrc;
   void* lpSrc;
   BITMAPINFOHEADER* lpbiDst;

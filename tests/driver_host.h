@@ -14,10 +14,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/portable/host_types.h"
 #include "tests/guarded_buffer.h"
 #include "tkmjpg.h"
-#include "tkmjpg_messages.h"
 
+using tkmjpg::DWORD, tkmjpg::LONG, tkmjpg::LPARAM, tkmjpg::LRESULT, tkmjpg::UINT, tkmjpg::WORD;
 using Words = std::vector<uint32_t>;
 
 constexpr uint32_t Code(const char (&name)[5]) {

@@ -11,5 +11,5 @@
 #include <vfw.h>
 // clang-format on
 #else
-#include "tkmjpg_messages.h"
+#include "platform/portable/host_types.h"
 #endif

@@ -1,7 +1,7 @@
 // The host's answer to messages that no driver takes.
 #pragma once
 
-#include "tkmjpg_messages.h"
+#include "platform/portable/host_types.h"
 
 namespace tkmjpg {
 

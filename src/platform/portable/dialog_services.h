@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tkmjpg_messages.h"
+#include "platform/portable/host_types.h"
 
 namespace tkmjpg {
 

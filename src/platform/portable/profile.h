@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "tkmjpg_messages.h"
+#include "platform/portable/host_types.h"
 
 namespace tkmjpg {
 
