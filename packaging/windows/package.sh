@@ -3,7 +3,7 @@
 #   cmake --preset windows64 && cmake --build --preset windows64      and the same with windows32
 set -euo pipefail
 cd "$(dirname "$0")/../.."
-version=$(sed -n 's/^project(tkmjpg VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+version=$(scripts/version.sh)
 name=tkmjpg-$version-windows
 staging=build/package/$name
 rm -rf "$staging"

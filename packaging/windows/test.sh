@@ -9,7 +9,7 @@ if ! scripts/packages.sh packaging/windows/packages.txt; then
 fi
 
 root=$PWD
-version=$(sed -n 's/^project(tkmjpg VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+version=$(scripts/version.sh)
 wine_folder=$root/build/wine
 log=$wine_folder/log
 drivers='HKLM\SOFTWARE\Microsoft\Windows NT\CurrentVersion\Drivers32'
