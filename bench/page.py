@@ -27,17 +27,20 @@ body { font: 16px/1.4 system-ui, sans-serif; margin: 0 auto; padding: 16px; max-
        color: #1d2733; background: #fff; }
 h1 { font-size: 26px; margin: 8px 0; } h2 { font-size: 21px; margin: 32px 0 4px; }
 h3 { font-size: 17px; margin: 0 0 8px; } p { margin: 4px 0 12px; max-width: 75ch; }
+.wide { overflow-x: auto; } table { border-collapse: collapse; font-size: 14px; }
+td, th { padding: 3px 6px; border-bottom: 1px solid #d5dce4; text-align: right; }
+td:first-child, th:first-child { text-align: left; padding-left: 0; }
+summary { cursor: pointer; margin: 12px 0; }
+"""
+
+CHART_STYLE = """
 .charts { display: grid; gap: 16px; grid-template-columns: repeat(auto-fit, minmax(340px, 1fr)); }
 .charts section { border: 1px solid #d5dce4; border-radius: 6px; padding: 12px; }
 .bars { display: grid; grid-template-columns: 116px 1fr 118px; gap: 3px 8px; align-items: center;
         font-size: 14px; }
 .bars b { grid-column: 1 / 4; margin-top: 8px; } .bars svg { width: 100%; height: 16px; }
 .figure { text-align: right; font-variant-numeric: tabular-nums; }
-.figure small { color: #5b6875; } .wide { overflow-x: auto; }
-table { border-collapse: collapse; font-size: 14px; }
-td, th { padding: 3px 6px; border-bottom: 1px solid #d5dce4; text-align: right; }
-td:first-child, th:first-child { text-align: left; padding-left: 0; }
-summary { cursor: pointer; margin: 12px 0; } .own { fill: #0a7d5a; } .peer { fill: #8fa9c8; }
+.figure small { color: #5b6875; } .own { fill: #0a7d5a; } .peer { fill: #8fa9c8; }
 """
 
 
@@ -131,11 +134,14 @@ def streams(run):
     return table(("", "tkmjpg", "turbo fast", "turbo accurate"), lines)
 
 
-def rung_section(run):
+def charts(run):
     longest = max(row["ratio_high"] for row in run["rows"])
-    charts = "".join(chart(run, operation, longest) for operation in OPERATIONS)
-    return (f"<h2>{escape(run['rung'])}</h2><p>Beside {escape(peer_name(run))}.</p>"
-            f"<div class=charts>{charts}</div>"
+    parts = "".join(chart(run, operation, longest) for operation in OPERATIONS)
+    return f"<div class=charts>{parts}</div>"
+
+
+def rung_section(run):
+    return (f"<h2>{escape(run['rung'])}</h2><p>Beside {escape(peer_name(run))}.</p>{charts(run)}"
             f"<details><summary>All figures of {escape(run['rung'])}</summary>{figures(run)}"
             "</details>\n")
 
@@ -148,17 +154,20 @@ def stream_sections(runs):
     return "".join(f"<h3>{escape(', '.join(names))}</h3>{html}" for html, names in rungs.items())
 
 
-def page(runs):
+def machine_of(runs):
     first = runs[0]
-    machine = (f"{first['processor']}, {first['cores']} cores; tkmjpg {first['tkmjpg']} (compiler "
-               f"{first['compiler']}), TurboJPEG {first['turbojpeg']}; {first['frames']} frames, "
+    return (f"{first['processor']}, {first['cores']} cores; tkmjpg {first['tkmjpg']} (compiler "
+             f"{first['compiler']}), TurboJPEG {first['turbojpeg']}; {first['frames']} frames, "
                f"{first['pixels'] / first['frames'] / 1e6:.2f} million pixels each; "
-               f"{first['rounds']} rounds.")
+             f"{first['rounds']} rounds.")
+
+
+def page(runs):
     return f"""<!DOCTYPE html>
 <html lang=en><meta charset=utf-8><meta name=viewport content="width=device-width">
-<title>tkmjpg beside TurboJPEG</title><style>{STYLE}</style>
+<title>tkmjpg beside TurboJPEG</title><style>{STYLE}{CHART_STYLE}</style>
 <h1>tkmjpg beside TurboJPEG</h1>
-<p>{escape(machine)}</p>
+<p>{escape(machine_of(runs))}</p>
 <p>A bar is the time of a frame, on one thread, where that of tkmjpg is 1 (the green line): shorter
 is faster. The whisker goes from the lower to the upper quartile of the rounds. Beside it stand the
 median of the ratio and of million pixels a second. A rung is an instruction set, and each has its
