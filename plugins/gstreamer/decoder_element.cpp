@@ -274,7 +274,7 @@ gboolean Stop(GstVideoDecoder* base) {
   return TRUE;
 }
 
-void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* spec) {
+void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* property) {
   Options& options = Self(object)->state->options;
   GST_OBJECT_LOCK(object);
   switch (id) {
@@ -285,12 +285,12 @@ void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* spe
       options.first_image = ChoiceOf<FirstImage>(value);
       break;
     default:
-      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, property);
   }
   GST_OBJECT_UNLOCK(object);
 }
 
-void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
+void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* property) {
   const TkmjpgDec::State& state = *Self(object)->state;
   GST_OBJECT_LOCK(object);
   switch (id) {
@@ -304,7 +304,7 @@ void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
       g_value_set_uint64(value, state.damaged_frames);
       break;
     default:
-      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, property);
   }
   GST_OBJECT_UNLOCK(object);
 }

@@ -277,16 +277,16 @@ gboolean Stop(GstVideoEncoder* base) {
   return TRUE;
 }
 
-void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* spec) {
+void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* property) {
   GST_OBJECT_LOCK(object);
   const bool known = SetOption(Self(object)->state->options, id, value);
   GST_OBJECT_UNLOCK(object);
-  if (!known) G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+  if (!known) G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, property);
 }
 
-void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
+void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* property) {
   if (!GetOption(OptionsNow(Self(object)), id, value)) {
-    G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+    G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, property);
   }
 }
 

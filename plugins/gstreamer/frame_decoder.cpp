@@ -5,24 +5,10 @@
 #include <cstring>
 
 #include "gstreamer/field_arrangement.h"
+#include "gstreamer/layouts.h"
 
 namespace tkmjpg::gst {
 namespace {
-
-uint32_t Layout(GstVideoFormat format) {
-  switch (format) {
-    case GST_VIDEO_FORMAT_UYVY:
-      return TKMJPG_UYVY;
-    case GST_VIDEO_FORMAT_BGR:
-      return TKMJPG_BGR3;
-    case GST_VIDEO_FORMAT_BGRx:
-      return TKMJPG_BGR4;
-    case GST_VIDEO_FORMAT_BGRA:
-      return TKMJPG_BGRA;
-    default:
-      return TKMJPG_YUY2;
-  }
-}
 
 uint8_t* FirstLine(GstVideoFrame* frame) {
   return static_cast<uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(frame, 0));
@@ -60,8 +46,8 @@ void Decompress(std::span<const uint8_t> stream, uint32_t flags, CodecCarryState
                 GstVideoFrame* out) {
   DecompressBuffer_MJPG(stream.data(), static_cast<uint32_t>(stream.size()), FirstLine(out),
                         GST_VIDEO_FRAME_PLANE_STRIDE(out, 0), CodedWidth(*out),
-                        GST_VIDEO_FRAME_HEIGHT(out), flags, Layout(GST_VIDEO_FRAME_FORMAT(out)), 0,
-                        carry);
+                        GST_VIDEO_FRAME_HEIGHT(out), flags, LayoutOf(GST_VIDEO_FRAME_FORMAT(out)),
+                        0, carry);
 }
 
 }  // namespace

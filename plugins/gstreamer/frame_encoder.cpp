@@ -5,6 +5,7 @@
 #include <span>
 
 #include "gstreamer/jpeg_frame.h"
+#include "gstreamer/layouts.h"
 
 namespace tkmjpg::gst {
 namespace {
@@ -20,30 +21,10 @@ constexpr size_t kSizeFields[] = {12, 16};
 constexpr uint32_t kAvi1Style = 0;
 constexpr uint32_t kJfifStyle = 7U << TKMJPG_C_MODE_SHIFT;
 
-// A coefficient takes up to 26 bits, and each byte may be followed by a stuffed one: less than 7
-// bytes, two of them a pixel. Alpha takes less than 4. What is not touched, the system never
-// provides.
+// Frames and field pairs may come by turns, and an odd width may be coded with a pixel more.
 uint32_t Capacity(const EncodeFormat& format) {
-  const auto width = static_cast<uint64_t>(format.width) + 16;
-  const auto height = static_cast<uint64_t>(format.height) + 32;
-  return static_cast<uint32_t>(std::min<uint64_t>(width * height * 18 + 16384, INT32_MAX));
-}
-
-uint32_t Layout(GstVideoFormat format) {
-  switch (format) {
-    case GST_VIDEO_FORMAT_UYVY:
-      return TKMJPG_UYVY;
-    case GST_VIDEO_FORMAT_VYUY:
-      return TKMJPG_VYUY;
-    case GST_VIDEO_FORMAT_BGR:
-      return TKMJPG_BGR3;
-    case GST_VIDEO_FORMAT_BGRx:
-      return TKMJPG_BGR4;
-    case GST_VIDEO_FORMAT_BGRA:
-      return TKMJPG_BGRA;
-    default:
-      return TKMJPG_YUY2;
-  }
+  return std::max(TkmjpgMaxStreamSize(format.width + 1, format.height, 0),
+                  TkmjpgMaxStreamSize(format.width + 1, format.height, TKMJPG_C_FIELDS));
 }
 
 // An odd width of packed YUV is coded with a whole last pair, which the codec alone would cut.
@@ -102,7 +83,7 @@ void PatchWidth(std::span<uint8_t> stream, int width) {
 }  // namespace
 
 bool IsTakenDirectly(GstVideoFormat format) {
-  return format == GST_VIDEO_FORMAT_YUY2 || Layout(format) != TKMJPG_YUY2;
+  return format == GST_VIDEO_FORMAT_YUY2 || LayoutOf(format) != TKMJPG_YUY2;
 }
 
 FrameEncoder::FrameEncoder(const EncodeFormat& format)
@@ -115,7 +96,7 @@ GstBuffer* FrameEncoder::Encode(const GstVideoFrame& frame, const EncodeSettings
   const auto* pixels = static_cast<const uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0));
   int stride = GST_VIDEO_FRAME_PLANE_STRIDE(&frame, 0);
   int width = format_.width;
-  uint32_t layout = Layout(GST_VIDEO_FRAME_FORMAT(&frame));
+  uint32_t layout = LayoutOf(GST_VIDEO_FRAME_FORMAT(&frame));
   if (NeedsPacking(frame, format_)) {
     width = (width + 1) / 2 * 2;
     stride = width * 2;
