@@ -52,6 +52,11 @@ Bytes DefaultTable(const ImageAnalysis& image, size_t class_and_id, Bytes of_com
   return *std::ranges::find(kStandardHuffmanTables, class_and_id, [](Bytes one) { return one[0]; });
 }
 
+void PutTable(std::vector<uint8_t>& out, Bytes table) {
+  const MarkerSegment segment = HuffmanTablesSegment({{table}});
+  out.insert(out.end(), segment.Bytes().begin(), segment.Bytes().end());
+}
+
 bool IsInherited(const ImageAnalysis& image, size_t class_and_id) {
   const std::optional<size_t> slot = SlotOf(class_and_id);
   return slot && image.huffman_slots.inherited[*slot];
@@ -103,6 +108,28 @@ std::vector<uint8_t> MissingHuffmanTables(Bytes frame, const ImageAnalysis& imag
   if (missing.empty()) return {};
   const MarkerSegment segment = HuffmanTablesSegment(missing);
   return {segment.Bytes().begin(), segment.Bytes().end()};
+}
+
+std::vector<uint8_t> HuffmanTablesFromBefore(Bytes frame, const ImageAnalysis& image) {
+  std::vector<uint8_t> out;
+  const HuffmanSlots& slots = image.huffman_slots;
+  for (size_t i = 0; i < slots.places.size(); ++i) {
+    if (slots.inherited[i])
+      PutTable(out, frame.subspan(slots.places[i].offset, slots.places[i].size));
+  }
+  for (const Bytes standard : kStandardHuffmanTables) {
+    if (!TableInForce(frame, image, standard[0])) PutTable(out, standard);
+  }
+  return out;
+}
+
+std::vector<uint8_t> UsableHuffmanTables(Bytes frame, const Segment& segment) {
+  constexpr size_t kMostBytes = 17 + 256;
+  std::vector<uint8_t> out;
+  ForEachTable(frame, segment, [&](Bytes table) {
+    if (SlotOf(table[0]) && table.size() <= kMostBytes) PutTable(out, table);
+  });
+  return out;
 }
 
 }  // namespace tkmjpg::tool

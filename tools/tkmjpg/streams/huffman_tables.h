@@ -30,4 +30,12 @@ ComponentTables TablesOfComponent(std::span<const uint8_t> frame, const ImageAna
 std::vector<uint8_t> MissingHuffmanTables(std::span<const uint8_t> frame,
                                           const ImageAnalysis& image);
 
+// DHT segments with the tables that the image does not define itself: those of the image before,
+// else the standard ones.
+std::vector<uint8_t> HuffmanTablesFromBefore(std::span<const uint8_t> frame,
+                                             const ImageAnalysis& image);
+
+// The tables of a DHT segment that there can be, each in a segment of its own.
+std::vector<uint8_t> UsableHuffmanTables(std::span<const uint8_t> frame, const Segment& segment);
+
 }  // namespace tkmjpg::tool

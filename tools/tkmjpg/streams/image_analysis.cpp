@@ -27,6 +27,8 @@ std::string At(size_t offset) {
   return text += std::to_string(offset);
 }
 
+constexpr uint8_t kApp14 = 0xEE;
+
 bool IsRestart(uint8_t marker) { return marker >= kRst0 && marker < kRst0 + 8; }
 // Frame headers, T.81 Table B.1: C0 to CF but for DHT, JPG and DAC.
 bool IsSof(uint8_t marker) {
@@ -47,6 +49,7 @@ class ImageWalk {
     FinishFill();
     CheckSizeFields();
     CheckRestarts();
+    SettleColours();
     SettleShape(frame_, image_);
     image_.huffman = ClassifyHuffmanTables(frame_, image_);
     SettleMode();
@@ -119,6 +122,7 @@ class ImageWalk {
 
   void Take(const Segment& segment, Bytes payload) {
     if (segment.marker == kApp0) TakeApp0(segment, payload);
+    if (segment.marker == kApp14) TakeAdobe(payload);
     if (segment.marker == kSos && image_.scan_begin == 0) TakeScanHeader(payload);
     if (segment.marker == kDqt) TakeQuantTables(payload);
     if (segment.marker == kDht) TakeHuffmanTables(frame_, segment, image_.huffman_slots);
@@ -126,7 +130,8 @@ class ImageWalk {
       image_.restart_interval = static_cast<int>(Big16(payload.data()));
     }
     if (segment.marker == kCom && payload.size() >= 4) {
-      dc30_ = std::memcmp(payload.data(), "DC30", 4) == 0;
+      dc30_ |= std::memcmp(payload.data(), "DC30", 4) == 0;
+      TakeMark(payload, image_.marks);
     }
     // A frame header after the scan is damage; it comes too late for the decoder as well.
     if (IsSof(segment.marker) && image_.scan_begin == 0) TakeFrameHeader(segment.marker, payload);
@@ -145,11 +150,25 @@ class ImageWalk {
     }
   }
 
+  void TakeAdobe(Bytes payload) {
+    if (payload.size() < 12 || std::memcmp(payload.data(), "Adobe", 5) != 0) return;
+    adobe_transform_ = payload[11];
+  }
+
+  // As other readers tell: JFIF has Y, Cb, Cr, Adobe's segment says what there is, and without
+  // either the components may be called R, G, B.
+  void SettleColours() {
+    if (image_.components != 3 || image_.header == HeaderKind::kJfif) return;
+    image_.rgb = adobe_transform_ ? *adobe_transform_ == 0 : ids_ == std::array{'R', 'G', 'B'};
+  }
+
+  // Tables between the scans of an image are for those that follow.
   void TakeQuantTables(Bytes payload) {
     for (size_t at = 0; at < payload.size();) {
       const size_t width = payload[at] >> 4 == 0 ? 1 : 2, slot = payload[at] & 15;
       if (slot > 3 || at + 1 + 64 * width > payload.size()) return;
-      for (size_t k = 0; k < 64; ++k) {
+      const bool late = image_.scan_begin != 0 && image_.quant.defined[slot];
+      for (size_t k = 0; k < 64 && !late; ++k) {
         const uint8_t* p = &payload[at + 1 + width * k];
         image_.quant.values[slot][k] = static_cast<uint16_t>(width == 1 ? p[0] : Big16(p));
       }
@@ -173,6 +192,7 @@ class ImageWalk {
       own_ids_ = own_ids_ && payload[6 + 3 * i] == i;
       factors.push_back(payload[7 + 3 * i]);
       if (i >= 3) continue;
+      ids_[i] = static_cast<char>(payload[6 + 3 * i]);
       ComponentShape& shape = image_.shape[i];
       shape.h = factors[i] >> 4;
       shape.v = factors[i] & 15;
@@ -183,6 +203,7 @@ class ImageWalk {
   }
 
   void TakeScanHeader(Bytes payload) {
+    image_.scan_components = payload.empty() ? 0 : payload[0];
     for (size_t i = 0; i < 3 && 2 + 2 * i < payload.size(); ++i) {
       image_.shape[i].dc_table = payload[2 + 2 * i] >> 4;
       image_.shape[i].ac_table = payload[2 + 2 * i] & 15;
@@ -192,6 +213,7 @@ class ImageWalk {
   // Entropy-coded data ends at the first marker that is no restart. In a baseline image of one
   // scan that is EOI or, in a cut one, the SOI of the next image.
   size_t StepOverScan(size_t at) {
+    restarts_ = 0;
     for (;;) {
       const size_t mark = FindByte(at, 0xFF);
       if (mark + 1 >= frame_.size()) return Stop(frame_.size());
@@ -200,7 +222,7 @@ class ImageWalk {
       if (marker == 0 || marker == 0xFF) continue;
       if (IsRestart(marker)) {
         TakeRestart(marker, mark);
-      } else if (marker == kEoi || image_.sof != kSof0) {
+      } else if (marker == kEoi || (marker != kSoi && !image_.IsBaseline())) {
         return mark;
       } else if (marker == kSoi) {
         return Stop(mark);
@@ -228,6 +250,7 @@ class ImageWalk {
   void CheckRestarts() {
     const int interval = image_.restart_interval.value_or(0);
     if (interval == 0 || !image_.complete || image_.sampling != "4:2:2") return;
+    if (!image_.IsBaseline()) return;
     const int width = 8 * image_.shape[0].h, height = 8 * image_.shape[0].v;
     const int mcus = (image_.width + width - 1) / width * ((image_.height + height - 1) / height);
     // A marker after the last MCU is allowed for.
@@ -275,6 +298,8 @@ class ImageWalk {
   bool stopped_ = false;
   bool dc30_ = false;
   bool own_ids_ = false;  // component identifiers 0, 1, 2
+  std::array<char, 3> ids_{};
+  std::optional<uint8_t> adobe_transform_;
   int jfif_version_ = 0;
   int restarts_ = 0;
 };

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "frame/stream_format.h"
-#include "tools/tkmjpg/streams/huffman_lookup.h"
 #include "tools/tkmjpg/streams/huffman_tables.h"
 
 namespace tkmjpg::tool {
@@ -15,6 +14,21 @@ bool IsFourTwoTwo(std::span<const uint8_t> factors) {
   if (factors.size() != 3 || factors[1] != factors[2]) return false;
   const int h = factors[1] >> 4, v = factors[1] & 15;
   return factors[0] == (2 * h << 4 | v) && h >= 1 && h <= 2 && v >= 1 && 4 * h * v <= 10;
+}
+
+// Luma samples for each one of chroma, across and down.
+const char* NameOfRatio(std::span<const uint8_t> factors) {
+  constexpr struct {
+    int across, down;
+    const char* name;
+  } kRatios[] = {
+      {1, 1, "4:4:4"}, {2, 2, "4:2:0"}, {1, 2, "4:4:0"}, {4, 1, "4:1:1"}, {4, 2, "4:1:0"}};
+  if (factors.size() != 3 || factors[1] != factors[2]) return nullptr;
+  const int h = factors[1] >> 4, v = factors[1] & 15;
+  for (const auto& ratio : kRatios) {
+    if (h > 0 && v > 0 && factors[0] == (ratio.across * h << 4 | ratio.down * v)) return ratio.name;
+  }
+  return nullptr;
 }
 
 void Differs(ImageAnalysis& image, const std::string& what) {
@@ -32,16 +46,27 @@ void SettleSampling(ImageAnalysis& image) {
 }
 
 void SettleHuffmanTables(std::span<const uint8_t> frame, ImageAnalysis& image) {
-  bool standard = true, own = false, usable = true;
+  bool standard = true, own = false;
   for (size_t c = 0; c < 3; ++c) {
     const ComponentTables tables = TablesOfComponent(frame, image, c);
     if (tables.standard) continue;
     standard = false;
     own = own || !tables.inherited;
-    usable = usable && HuffmanLookup::Make(tables.dc) && HuffmanLookup::Make(tables.ac);
   }
   if (!standard) Differs(image, own ? "Huffman tables of its own" : "Huffman tables of image 1");
-  if (!usable) image.refusal = "Huffman tables that are none";
+}
+
+const char* NameOfProcess(const ImageAnalysis& image) {
+  switch (image.sof) {
+    case kSof0:
+      return "several scans";
+    case 0xC1:
+      return "extended sequential codes";
+    case 0xC2:
+      return "progressive scans";
+    default:
+      return "arithmetic codes";
+  }
 }
 
 // Numbers whose tables are not there are no difference, as long as nothing else is one.
@@ -52,11 +77,14 @@ void SettleQuantTables(ImageAnalysis& image) {
     return;
   }
   if (!image.HasItsQuantTables()) {
-    if (!image.other_shape.empty()) image.refusal = "quantisation tables are missing";
+    if (!image.other_shape.empty() || !image.loss.empty()) {
+      image.refusal = "quantisation tables are missing";
+    }
     return;
   }
+  if (!image.loss.empty()) return;
   if (image.QuantStepsOf(1) != image.QuantStepsOf(2)) {
-    image.refusal = "Cr has a quantisation table of its own; only one for Cb and Cr can be decoded";
+    image.loss = "image with a quantisation table of its own for Cr";
   }
   if (y.quant_table == 0 && cb.quant_table == 1 && cr.quant_table == 1) return;
   Differs(image, "quantisation tables " + std::to_string(y.quant_table) + " " +
@@ -68,12 +96,7 @@ void SettleQuantTables(ImageAnalysis& image) {
 std::string SamplingName(std::span<const uint8_t> factors) {
   if (IsFourTwoTwo(factors)) return "4:2:2";
   if (factors.size() == 1) return "greyscale";
-  if (factors.size() == 3 && factors[1] == 0x11 && factors[2] == 0x11) {
-    if (factors[0] == 0x11) return "4:4:4";
-    if (factors[0] == 0x22) return "4:2:0";
-    if (factors[0] == 0x12) return "4:4:0";
-    if (factors[0] == 0x41) return "4:1:1";
-  }
+  if (const char* name = NameOfRatio(factors); name != nullptr) return name;
   std::string name;
   for (const uint8_t factor : factors) {
     if (!name.empty()) name += ' ';
@@ -83,12 +106,17 @@ std::string SamplingName(std::span<const uint8_t> factors) {
 }
 
 void SettleShape(std::span<const uint8_t> frame, ImageAnalysis& image) {
-  if (image.sof != kSof0 || image.precision != 8 || image.sampling != "4:2:2") return;
-  if (image.scan_begin == 0) return;
-  SettleSampling(image);
-  SettleHuffmanTables(frame, image);
-  if (image.EndsRestartInterval()) Differs(image, "no restart interval after an image with one");
-  if (image.tables_apart) Differs(image, "tables in an image of their own");
+  if (image.sof == 0 || image.precision != 8 || image.scan_begin == 0) return;
+  if (image.components != 1 && image.components != 3) return;
+  if (image.rgb) image.loss = "RGB image";
+  if (image.sampling != "4:2:2") image.loss = image.sampling + (image.rgb ? " RGB" : "") + " image";
+  if (image.loss.empty()) {
+    if (!image.IsBaseline()) Differs(image, NameOfProcess(image));
+    SettleSampling(image);
+    if (image.IsBaseline()) SettleHuffmanTables(frame, image);
+    if (image.EndsRestartInterval()) Differs(image, "no restart interval after an image with one");
+    if (image.tables_apart) Differs(image, "tables in an image of their own");
+  }
   SettleQuantTables(image);
 }
 

@@ -23,10 +23,19 @@ class ImageRecoder {
   ImageRecoder(std::span<const uint8_t> frame, const ImageAnalysis& image, Bytes& out)
       : frame_(frame), image_(image), reader_(frame, image), out_(out) {}
 
-  std::string Run() {
+  void Run(RecodedFrame& result) {
+    result.refusal = reader_.Refusal();
+    if (!result.refusal.empty()) return;
+    PutImage();
+    if (result.damage.empty()) result.damage = reader_.Damage();
+  }
+
+ private:
+  void PutImage() {
     const size_t begin = out_.size();
     out_.insert(out_.end(), {0xFF, kSoi});
     PutApplicationHeader();
+    PutComments();
     PutQuantTables();
     PutSegment(FrameHeaderSegment(static_cast<uint32_t>(image_.width),
                                   static_cast<uint32_t>(image_.height)));
@@ -34,10 +43,8 @@ class ImageRecoder {
     PutScan();
     out_.insert(out_.end(), {0xFF, kEoi});
     if (image_.header != HeaderKind::kJfif) Finish(begin);
-    return reader_.Damage();
   }
 
- private:
   void Append(std::span<const uint8_t> bytes) {
     out_.insert(out_.end(), bytes.begin(), bytes.end());
   }
@@ -47,6 +54,19 @@ class ImageRecoder {
     if (image_.header == HeaderKind::kJfif) return CopyJfif();
     PutSegment(Avi1Segment(static_cast<FieldCode>(image_.field_code.value_or(0)), true));
     PutSegment(RestartIntervalSegment(0));
+  }
+
+  // Without what says otherwise, the new AVI1 header would make the range limited.
+  void PutComments() {
+    for (const Segment& segment : image_.segments) {
+      if (segment.marker != kCom || segment.end > image_.scan_begin) continue;
+      Append(frame_.subspan(segment.offset, segment.end - segment.offset));
+    }
+    const bool marked = image_.marks.limited || image_.marks.full;
+    if (marked || image_.IsLimitedRange() || image_.header == HeaderKind::kJfif) return;
+    ImageMarks full;
+    full.full = true;
+    Append(MarkSegments(full));
   }
 
   void CopyJfif() {
@@ -65,14 +85,11 @@ class ImageRecoder {
   void PutScan() {
     EntropyOutput output;
     output.output_position = out_.size();
-    std::vector<McuBlocks> band;
-    for (size_t left = (static_cast<size_t>(image_.height) + 7) / 8; left > 0;) {
-      reader_.ReadBand(band);
-      const size_t rows = std::min(left, reader_.BandRows());
-      PutMcus(output, std::span(band).first(rows * reader_.Columns()));
-      left -= rows;
+    std::vector<McuBlocks> mcus(reader_.Columns());
+    for (size_t row = 0; row < reader_.Rows(); ++row) {
+      reader_.ReadRow(row, mcus);
+      PutMcus(output, mcus);
     }
-    reader_.Finish();
     FlushBits(output);
     out_.resize(output.output_position);
   }
@@ -123,8 +140,8 @@ RecodedFrame RecodeFrame(std::span<const uint8_t> frame, const FrameAnalysis& an
       copy(image.begin, image.end);
       continue;
     }
-    const std::string damage = ImageRecoder(frame, image, result.stream).Run();
-    if (result.damage.empty()) result.damage = damage;
+    ImageRecoder(frame, image, result.stream).Run(result);
+    if (!result.refusal.empty()) return result;
   }
   if (analysis.alpha_offset != 0) copy(analysis.alpha_offset, frame.size());
   return result;

@@ -14,7 +14,8 @@ namespace tkmjpg::tool {
 
 struct RecodedFrame {
   std::vector<uint8_t> stream;
-  std::string damage;  // empty if the entropy-coded data is undamaged
+  std::string damage;   // empty if the entropy-coded data is undamaged
+  std::string refusal;  // why the coefficients could not be read; empty if they could
 };
 
 // `analysis` is that of `frame`, and NeedsRecoding(). Up to two images and the alpha segment are

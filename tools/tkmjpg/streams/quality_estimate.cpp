@@ -29,10 +29,11 @@ const std::array<TablePair, 101>& TablesOfAllQualities() {
   return kTables;
 }
 
-int64_t Distance(const QuantTables& a, const TablePair& b) {
+int64_t Distance(const ImageAnalysis& a, const TablePair& b) {
   int64_t sum = 0;
-  for (size_t t = 0; t < 2; ++t) {
-    for (size_t k = 0; k < 64; ++k) sum += std::abs(a.values[t][k] - b[t][k]);
+  for (size_t t = 0; t < (a.components == 1 ? 1 : 2); ++t) {
+    const auto& steps = a.QuantStepsOf(t);
+    for (size_t k = 0; k < 64; ++k) sum += std::abs(steps[k] - b[t][k]);
   }
   return sum;
 }
@@ -41,10 +42,11 @@ int64_t Distance(const QuantTables& a, const TablePair& b) {
 
 NearestQuality FindNearestQuality(const ImageAnalysis& image) {
   NearestQuality nearest;
-  if (!image.quant.defined[0] || !image.quant.defined[1]) return nearest;
+  const bool both = image.quant.defined[0] && image.quant.defined[1];
+  if (!both && !image.HasItsQuantTables()) return nearest;
   int64_t least = INT64_MAX;
   for (int quality = 1; quality <= 100; ++quality) {
-    const int64_t distance = Distance(image.quant, TablesOfAllQualities()[quality]);
+    const int64_t distance = Distance(image, TablesOfAllQualities()[quality]);
     if (distance >= least) continue;
     least = distance;
     nearest = {quality, distance == 0};

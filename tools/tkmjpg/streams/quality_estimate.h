@@ -10,7 +10,7 @@ struct NearestQuality {
   bool exact = false;
 };
 
-// A search; quality 0 if the image has no tables 0 and 1.
+// A search; quality 0 if the image has no tables.
 NearestQuality FindNearestQuality(const ImageAnalysis& image);
 
 }  // namespace tkmjpg::tool

@@ -27,8 +27,8 @@ struct Image {
 };
 
 bool SameHeader(const ImageAnalysis& a, const ImageAnalysis& b) {
-  return a.sof == b.sof && a.precision == b.precision && a.width == b.width &&
-         a.height == b.height && a.components == b.components && a.sampling == b.sampling;
+  return a.precision == b.precision && a.width == b.width && a.height == b.height &&
+         a.components == b.components && a.sampling == b.sampling && a.rgb == b.rgb;
 }
 
 bool SameQuantTables(const ImageAnalysis& a, const ImageAnalysis& b) {
@@ -66,45 +66,32 @@ bool SameCodes(const Image& a, const Image& b) {
          a.analysis.restart_interval.value_or(0) == b.analysis.restart_interval.value_or(0);
 }
 
-// The MCUs of an image from the top down, in rows of 8 lines.
-class McuRows {
- public:
-  explicit McuRows(const Image& image) : reader_(image.frame, image.analysis) {}
-
-  bool Undamaged() const { return reader_.Damage().empty(); }
-
-  std::span<const McuBlocks> Next() {
-    if (row_ % reader_.BandRows() == 0) reader_.ReadBand(band_);
-    const size_t first = row_++ % reader_.BandRows() * reader_.Columns();
-    return std::span(band_).subspan(first, reader_.Columns());
-  }
-
- private:
-  CoefficientReader reader_;
-  std::vector<McuBlocks> band_;
-  size_t row_ = 0;
-};
-
-size_t RowsOf(const ImageAnalysis& image) { return (static_cast<size_t>(image.height) + 7) / 8; }
-
 enum class Comparison { kDifferent, kSameCodes, kSameCoefficients, kSameDamage };
 
 Comparison CompareCoefficients(const Image& a, const Image& b) {
-  McuRows before(a), after(b);
-  for (size_t row = 0; row < RowsOf(a.analysis); ++row) {
-    if (!std::ranges::equal(before.Next(), after.Next())) return Comparison::kDifferent;
+  CoefficientReader before(a.frame, a.analysis), after(b.frame, b.analysis);
+  if (!before.Refusal().empty() || !after.Refusal().empty()) return Comparison::kDifferent;
+  std::vector<McuBlocks> wanted(before.Columns()), found(after.Columns());
+  for (size_t row = 0; row < before.Rows(); ++row) {
+    before.ReadRow(row, wanted);
+    after.ReadRow(row, found);
+    if (wanted != found) return Comparison::kDifferent;
   }
-  return after.Undamaged() ? Comparison::kSameCoefficients : Comparison::kSameDamage;
+  return after.Damage().empty() ? Comparison::kSameCoefficients : Comparison::kSameDamage;
+}
+
+bool CanBeRecoded(const ImageAnalysis& image) {
+  return RefusalOf(image).empty() && image.loss.empty();
 }
 
 Comparison Compare(const Image& a, const Image& b) {
   if (!SameHeader(a.analysis, b.analysis)) return Comparison::kDifferent;
-  if (a.analysis.sof == kSof0 && !SameQuantTables(a.analysis, b.analysis)) {
-    return Comparison::kDifferent;
-  }
-  const bool same_codes = a.analysis.sof == kSof0 ? SameCodes(a, b) : SameScan(a, b);
+  const bool baseline = a.analysis.IsBaseline() || b.analysis.IsBaseline();
+  if (baseline && !SameQuantTables(a.analysis, b.analysis)) return Comparison::kDifferent;
+  const bool same_codes =
+      a.analysis.sof == b.analysis.sof && (baseline ? SameCodes(a, b) : SameScan(a, b));
   if (same_codes) return Comparison::kSameCodes;
-  const bool readable = RefusalOf(a.analysis).empty() && RefusalOf(b.analysis).empty();
+  const bool readable = CanBeRecoded(a.analysis) && CanBeRecoded(b.analysis);
   return readable ? CompareCoefficients(a, b) : Comparison::kDifferent;
 }
 
@@ -180,10 +167,11 @@ class DecodedPicture {
 bool SamePixels(const Image& original, const DecodedPicture& picture, size_t number) {
   const auto width = static_cast<size_t>(original.analysis.width);
   const auto height = static_cast<size_t>(original.analysis.height);
-  McuRows rows(original);
+  CoefficientReader reader(original.frame, original.analysis);
+  std::vector<McuBlocks> mcus(reader.Columns());
   McuRenderer renderer(original.analysis);
   for (size_t top = 0; top < height; top += 8) {
-    const std::span<const McuBlocks> mcus = rows.Next();
+    reader.ReadRow(top / 8, mcus);
     for (size_t x = 0; x < width; x += 16) {
       const CutMcu& wanted = renderer.Render(mcus[x / 16]);
       const size_t bytes = 2 * std::min<size_t>(16, width - x);

@@ -26,7 +26,42 @@ bool IsAlphaSegment(Bytes frame, size_t at) {
   return at + 10 <= frame.size() && std::memcmp(&frame[at], kHead, sizeof kHead) == 0;
 }
 
-std::string OnlyHint(const char* what) { return std::string("; only ") + what + " can be decoded"; }
+// Frame headers of the processes that libjpeg-turbo has.
+bool IsKnownProcess(uint8_t sof) {
+  return sof == kSof0 || sof == 0xC1 || sof == 0xC2 || sof == 0xC9 || sof == 0xCA;
+}
+
+bool IsArithmetic(uint8_t sof) { return sof >= 0xC9; }
+
+std::string RefusalOfFrameHeader(const ImageAnalysis& image) {
+  if (!IsKnownProcess(image.sof)) {
+    return "image of type SOF" + std::to_string(image.sof - kSof0) +
+           "; only baseline, progressive and arithmetic ones can be decoded";
+  }
+  if (image.precision != 8) {
+    return "samples of " + std::to_string(image.precision) + " bits; only 8 can be decoded";
+  }
+  if (image.components != 1 && image.components != 3) {
+    return image.sampling + " image; only 1 and 3 components can be decoded";
+  }
+  return {};
+}
+
+bool ScanHeaderIsWhole(const ImageAnalysis& image) {
+  const Segment& scan = *std::ranges::find(image.segments, kSos, &Segment::marker);
+  const int known = image.scan_components;
+  return known >= 1 && known <= image.components &&
+         scan.end - scan.payload >= 4 + 2 * static_cast<size_t>(known);
+}
+
+// Images in a shape that the decoder never takes are smaller.
+bool IsTooLargeForOthers(const ImageAnalysis& image) {
+  constexpr int kMostLines = 65500;
+  constexpr int64_t kMostPixels = int64_t{1} << 28;
+  if (image.loss.empty() && image.other_shape.empty()) return false;
+  return std::max(image.width, image.height) > kMostLines ||
+         int64_t{image.width} * image.height > kMostPixels;
+}
 
 class FrameWalk {
  public:
@@ -65,7 +100,7 @@ class FrameWalk {
     frame_.refusal = RefusalOf(first);
     // The decoder would take the first image's frame header for it.
     if (frame_.refusal.empty() && frame_.IsFieldPair() && frame_.images[1].sof != kSof0 &&
-        frame_.images[1].sof != 0) {
+        frame_.images[1].sof != 0 && !RefusalOf(frame_.images[1]).empty()) {
       frame_.refusal = "image 2: " + RefusalOf(frame_.images[1]);
     }
     if (!frame_.refusal.empty()) frame_.problems.push_back(frame_.refusal);
@@ -79,7 +114,7 @@ class FrameWalk {
     const std::string name = frame_.IsFieldPair() ? "image " + std::to_string(i + 1) + ": " : "";
     if (!image.problem.empty() && image.problem != frame_.refusal) Problem(name + image.problem);
     if (image.sizes && !image.sizes->right) Problem(name + "wrong size fields");
-    if (i == 0 && image.scan_begin != 0 && image.other_shape.empty() &&
+    if (i == 0 && image.scan_begin != 0 && image.other_shape.empty() && image.loss.empty() &&
         !(image.quant.defined[0] && image.quant.defined[1])) {
       Problem(name + "no quantisation tables 0 and 1");
     }
@@ -108,25 +143,20 @@ class FrameWalk {
 }  // namespace
 
 std::string RefusalOf(const ImageAnalysis& image) {
-  const char* const kBaseline = "baseline images";
   if (image.sof == 0) return image.problem.empty() ? "no frame header" : image.problem;
-  if (image.sof == 0xC2) return "progressive image" + OnlyHint(kBaseline);
-  if (image.sof != kSof0) {
-    return "image of type SOF" + std::to_string(image.sof - kSof0) + OnlyHint(kBaseline);
-  }
-  if (image.precision != 8) {
-    return "samples of " + std::to_string(image.precision) + " bits" + OnlyHint("8");
-  }
-  if (image.sampling != "4:2:2") return image.sampling + " image" + OnlyHint("4:2:2");
+  if (std::string refusal = RefusalOfFrameHeader(image); !refusal.empty()) return refusal;
   if (image.scan_begin == 0) return "no scan";
-  const Segment& scan = *std::ranges::find(image.segments, kSos, &Segment::marker);
-  if (scan.end - scan.payload < 10) return "a scan of fewer than three components";
+  if (!ScanHeaderIsWhole(image)) return "a scan header that is too short";
   if (image.width == 0 || image.height == 0) return "an image without pixels";
-  if (image.SizeIsImpossible()) {
+  if (image.SizeIsImpossible() || IsTooLargeForOthers(image)) {
     return std::to_string(image.width) + "x" + std::to_string(image.height) + " pixels in " +
            std::to_string(image.data_end - image.scan_begin) + " bytes of data";
   }
   return image.refusal;
+}
+
+bool ImageAnalysis::IsBaseline() const {
+  return sof == kSof0 && (scan_components == components || scan_components == 0);
 }
 
 bool ImageAnalysis::HasItsQuantTables() const {
@@ -140,15 +170,30 @@ const std::array<uint16_t, 64>& ImageAnalysis::QuantStepsOf(size_t component) co
   return quant.values[component == 0 ? 0 : 1];
 }
 
+bool ImageAnalysis::IsLimitedRange() const {
+  if (marks.limited || marks.full) return marks.limited;
+  return header == HeaderKind::kAvi1 && mode >= 0;
+}
+
+bool IsWholeHeight(const ImageAnalysis& image, int height) {
+  return height > 0 && 4 * int64_t{image.height} > 3 * int64_t{height};
+}
+
 size_t ImageAnalysis::Mcus() const {
   return (static_cast<size_t>(width) + 15) / 16 * ((static_cast<size_t>(height) + 7) / 8);
 }
 
-// A block has two codes, of one bit at least. A size of 16 million pixels is believed anyway, as
-// the end of the data may be missing.
+// A block has two codes, of one bit at least; four of them, or two without chroma, make 16 by 8
+// pixels. In a progressive scan of DC coefficients it has one, and arithmetic codes have no
+// smallest size. A size of 16 million pixels is believed anyway, as the end of the data may be
+// missing.
 bool ImageAnalysis::SizeIsImpossible() const {
   constexpr size_t kBelievedMcus = 1 << 17;
-  return Mcus() > kBelievedMcus && Mcus() > data_end - scan_begin;
+  const size_t most_of_a_byte = IsArithmetic(sof)     ? 1 << 10
+                                : !IsBaseline()       ? 4
+                                : sampling != "4:2:2" ? 2
+                                                      : 1;
+  return Mcus() > kBelievedMcus && Mcus() / most_of_a_byte > data_end - scan_begin;
 }
 
 std::vector<const ImageAnalysis*> FrameAnalysis::Pictures() const {
@@ -159,15 +204,20 @@ std::vector<const ImageAnalysis*> FrameAnalysis::Pictures() const {
   return pictures;
 }
 
-const std::string& FrameAnalysis::OtherShape() const {
+const std::string& FrameAnalysis::FirstOf(std::string ImageAnalysis::*what) const {
   static const std::string kNone;
-  const auto has = [](const ImageAnalysis& image) {
-    return !image.other_shape.empty() && RefusalOf(image).empty();
+  const auto has = [&](const ImageAnalysis& image) {
+    return !(image.*what).empty() && RefusalOf(image).empty();
   };
   const auto end = images.begin() + static_cast<ptrdiff_t>(std::min<size_t>(images.size(), 2));
   const auto found = std::find_if(images.begin(), end, has);
-  return found == end ? kNone : found->other_shape;
+  return found == end ? kNone : (*found).*what;
 }
+
+const std::string& FrameAnalysis::OtherShape() const {
+  return FirstOf(&ImageAnalysis::other_shape);
+}
+const std::string& FrameAnalysis::Loss() const { return FirstOf(&ImageAnalysis::loss); }
 
 int FrameAnalysis::PictureHeight() const {
   const bool fields = IsFieldPair() || HasFieldCode();

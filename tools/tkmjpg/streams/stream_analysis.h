@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/tkmjpg/streams/image_marks.h"
+
 namespace tkmjpg::tool {
 
 enum class HeaderKind { kNone, kAvi1, kJfif };
@@ -63,14 +65,20 @@ struct ImageAnalysis {
   int mode = -1;                  // header style as `encode --mode` counts, -1 for other writers
   std::optional<int> field_code;  // AVI1 only
   std::optional<SizeFields> sizes;
+  ImageMarks marks;
   uint8_t sof = 0;  // marker; 0 if there is none
   int precision = 0, width = 0, height = 0, components = 0;
   std::string sampling;  // "4:2:2"
   std::array<ComponentShape, 3> shape{};
+  int scan_components = 0;  // of the first scan
+  bool rgb = false;         // in place of Y, Cb, Cr
   // In what it differs from the only shape that the decoder takes. Such an image can be recoded
   // without loss, unless it is refused. Empty: nothing differs.
   std::string other_shape;
-  std::string refusal;  // why it cannot be recoded
+  // Why it cannot take that shape without loss; such an image is decoded through libjpeg-turbo.
+  // Empty: it can.
+  std::string loss;
+  std::string refusal;  // why nothing can be made of it
   HuffmanTables huffman = HuffmanTables::kNone;
   HuffmanSlots huffman_slots;
   // Its own, or that of the image before if its scan has restarts: ITU T.81 ends an interval with
@@ -89,7 +97,12 @@ struct ImageAnalysis {
   bool HasItsQuantTables() const;
   // The table of a component, zig-zag order.
   const std::array<uint16_t, 64>& QuantStepsOf(size_t component) const;
+  // Of luma: 16 to 235. A comment says it, or else the AVI1 segment as this codec has it; others'
+  // JPEG is 0 to 255.
+  bool IsLimitedRange() const;
   bool HasScan() const { return scan_begin != 0 && sof != 0; }
+  // One scan of all components, Huffman-coded in sequence: all that the decoder reads.
+  bool IsBaseline() const;
   size_t Mcus() const;  // of 16 by 8 pixels
   // Whether it calls itself larger than its bytes can ever make it, and large.
   bool SizeIsImpossible() const;
@@ -108,13 +121,24 @@ struct FrameAnalysis {
   // The images that make the picture: the first two that have a scan.
   std::vector<const ImageAnalysis*> Pictures() const;
   bool IsFieldPair() const { return images.size() >= 2; }
-  bool NeedsRecoding() const { return refusal.empty() && !OtherShape().empty(); }
+  // Every frame that is not refused is one of three: what the decoder reads as it is, what is
+  // recoded for it first, and what it never reads.
+  bool NeedsRecoding() const { return refusal.empty() && Loss().empty() && !OtherShape().empty(); }
+  bool NeedsOtherDecoder() const { return refusal.empty() && !Loss().empty(); }
   const std::string& OtherShape() const;  // of the first image that can be recoded from one
+  const std::string& Loss() const;        // of the first image that has one
   bool HasFieldCode() const { return images[0].field_code.value_or(0) != 0; }
   // Lines of the whole picture: those of a pair, or of a single image that calls itself a field,
   // count twice.
   int PictureHeight() const;
+
+ private:
+  const std::string& FirstOf(std::string ImageAnalysis::*what) const;
 };
+
+// Whether an image is a whole picture of `height` lines rather than a field of it, wherever it is
+// the only one of its frame.
+bool IsWholeHeight(const ImageAnalysis& image, int height);
 
 FrameAnalysis AnalyseFrame(std::span<const uint8_t> frame);
 
@@ -123,7 +147,7 @@ FrameAnalysis AnalyseFrame(std::span<const uint8_t> frame);
 ImageAnalysis AnalyseImage(std::span<const uint8_t> frame, size_t begin,
                            const ImageAnalysis* before = nullptr);
 
-// Why neither the decoder nor recoding makes a picture of this image; empty if they do.
+// Why no picture can be made of this image; empty if it can.
 std::string RefusalOf(const ImageAnalysis& image);
 
 // The first SOI (FF D8 and the FF of a marker) from `from` on; frame.size() if there is none.

@@ -76,7 +76,7 @@ class FrameRepair {
   }
 
   void Copy(const ImageAnalysis& image) {
-    if (image.sof != kSof0) {  // not to be meddled with
+    if (!image.IsBaseline()) {  // not to be meddled with
       others_in_force_ |= image.huffman == HuffmanTables::kOther;
       interval_in_force_ = image.restart_interval.value_or(interval_in_force_);
       return Append(image.begin, image.end);
@@ -133,9 +133,10 @@ class FrameRepair {
       Put(changes.added, HuffmanTablesSegment(kStandardHuffmanTables));
       return changes;
     }
+    const bool standard = CodesAreStandard(frame_, image);
     changes.drop_huffman_tables = huffman_ == HuffmanRepair::kRemove && !others_in_force_ &&
-                                  image.huffman == HuffmanTables::kStandard;
-    const bool takes_others = !CodesAreStandard(frame_, image) && InheritsHuffmanTables(image);
+                                  image.huffman == HuffmanTables::kStandard && standard;
+    const bool takes_others = !standard && InheritsHuffmanTables(image);
     if (huffman_ == HuffmanRepair::kAdd || others_in_force_ || takes_others) {
       const Bytes missing = MissingHuffmanTables(frame_, image);
       changes.added.insert(changes.added.end(), missing.begin(), missing.end());
@@ -146,7 +147,7 @@ class FrameRepair {
 
   // An image whose codes are the standard ones, but which does not hold all of their tables.
   bool WantsStandardTables(const ImageAnalysis& image) const {
-    return RefusalOf(image).empty() && image.other_shape.empty() &&
+    return RefusalOf(image).empty() && image.loss.empty() && image.other_shape.empty() &&
            (image.huffman != HuffmanTables::kStandard ||
             !MissingHuffmanTables(frame_, image).empty());
   }
@@ -195,8 +196,17 @@ bool CanRecode(const FrameAnalysis& analysis) {
 
 RepairedFrame RepairImages(std::span<const uint8_t> frame, const FrameAnalysis& analysis,
                            HuffmanRepair huffman) {
-  if (!CanRecode(analysis)) return FrameRepair(frame, huffman).Run();
+  if (!CanRecode(analysis)) {
+    RepairedFrame result = FrameRepair(frame, huffman).Run();
+    result.loss = analysis.Loss();
+    return result;
+  }
   const RecodedFrame recoded = RecodeFrame(frame, analysis);
+  if (!recoded.refusal.empty()) {  // with other tables it might be read, as something else
+    RepairedFrame kept = FrameRepair(frame, std::nullopt).Run();
+    kept.damage = recoded.refusal;
+    return kept;
+  }
   RepairedFrame result = FrameRepair(recoded.stream, huffman).Run();
   result.recoded = true;
   result.damage = recoded.damage;
