@@ -18,6 +18,13 @@ int StreamOfIndex(const std::string& id) {
   return stream;
 }
 
+bool IsAt(const ByteSource& source, uint64_t offset, const char* id) {
+  std::array<uint8_t, 4> found{};
+  return source.Read(offset, found) == found.size() &&
+         std::equal(found.begin(), found.end(), id,
+                    [](uint8_t byte, char letter) { return byte == static_cast<uint8_t>(letter); });
+}
+
 bool IsPrefix(const std::vector<uint64_t>& entries, const AviFile& file, size_t count) {
   if (entries.size() != count) return false;
   for (size_t i = 0; i < count; ++i) {
@@ -33,7 +40,8 @@ void AviIndexCheck::Take(const std::string& id, uint64_t offset, uint64_t size) 
   if (StreamOfIndex(id) >= 0) open_dml_.push_back({offset, size, StreamOfIndex(id)});
 }
 
-// Offsets of idx1 count from the word "movi" or from the start of the file; the first one tells.
+// Offsets of idx1 count from the start of the file, if the first chunk is there, or from the word
+// "movi".
 std::vector<uint64_t> AviIndexCheck::EntriesOfPlainIndex(const ByteSource& source,
                                                          const AviFile& file) const {
   std::vector<uint64_t> entries;
@@ -47,7 +55,7 @@ std::vector<uint64_t> AviIndexCheck::EntriesOfPlainIndex(const ByteSource& sourc
     std::from_chars(id, id + 2, stream, 16);
     if (stream != file.stream || id[2] != 'd') continue;
     const uint64_t offset = Little32(&entry[8]);
-    if (first && !movi_.empty() && offset < movi_[0]) base = movi_[0];
+    if (first && !movi_.empty() && !IsAt(source, offset, id)) base = movi_[0];
     first = false;
     entries.push_back(PositionOf(base + offset + 8, Little32(&entry[12])));
   }

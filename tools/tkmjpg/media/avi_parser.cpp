@@ -46,7 +46,7 @@ bool IsLandmark(const std::string& id, bool within_index = false) {
 
 class AviWalk {
  public:
-  explicit AviWalk(const ByteSource& source) : source_(source) {}
+  AviWalk(const ByteSource& source, AviVideoKind video) : source_(source), video_(video) {}
 
   AviFile Run() {
     const std::optional<Chunk> riff = ReadChunk(0);
@@ -55,7 +55,7 @@ class AviWalk {
     }
     uint64_t at = kHeader + 4;
     while (at + kHeader <= source_.Size()) at = Step(at);
-    if (file_.stream < 0) headers_.ChooseStream(file_);
+    if (file_.stream < 0) headers_.ChooseStream(file_, video_);
     file_.index = index_.Check(source_, file_);
     return std::move(file_);
   }
@@ -98,7 +98,7 @@ class AviWalk {
       return end <= source_.Size() ? NextChunk(end) : list.offset + 4;
     }
     if (type == "movi") {
-      if (file_.stream < 0) headers_.ChooseStream(file_);
+      if (file_.stream < 0) headers_.ChooseStream(file_, video_);
       index_.AddMovi(list.offset);
     }
     if (type == "odml" || type == "AVIX") file_.open_dml = true;
@@ -120,8 +120,17 @@ class AviWalk {
       headers_.Take(source_, chunk.id, chunk.offset, static_cast<uint32_t>(chunk.size));
     } else if (stream == file_.stream && IsFrameType(chunk.id)) {
       file_.frames.push_back({chunk.offset, static_cast<uint32_t>(chunk.size)});
+    } else if (stream >= 0 && chunk.id.ends_with("wb")) {
+      TakeSound(stream, chunk);
     }
     index_.Take(chunk.id, chunk.offset, chunk.size);
+  }
+
+  void TakeSound(int stream, const Chunk& chunk) {
+    for (AviSound& sound : file_.sound) {
+      if (sound.stream != stream) continue;
+      sound.chunks.push_back({chunk.offset, static_cast<uint32_t>(chunk.size)});
+    }
   }
 
   // A size that runs past the end: the file is cut here, unless chunks follow all the same. A
@@ -160,6 +169,7 @@ class AviWalk {
   }
 
   const ByteSource& source_;
+  AviVideoKind video_;
   AviFile file_;
   AviHeaders headers_;
   AviIndexCheck index_;
@@ -167,6 +177,8 @@ class AviWalk {
 
 }  // namespace
 
-AviFile ParseAvi(const ByteSource& source) { return AviWalk(source).Run(); }
+AviFile ParseAvi(const ByteSource& source, AviVideoKind video) {
+  return AviWalk(source, video).Run();
+}
 
 }  // namespace tkmjpg::tool

@@ -13,6 +13,7 @@
 
 #include "tools/tkmjpg/media/byte_source.h"
 #include "tools/tkmjpg/media/media.h"
+#include "tools/tkmjpg/media/sound.h"
 
 namespace tkmjpg::tool {
 
@@ -22,19 +23,33 @@ struct AviFrame {
 };
 
 enum class AviIndex { kNone, kRight, kWrong };
+enum class AviVideoKind { kMotionJpeg, kAny };  // kAny: uncompressed video too
+
+struct AviSound {
+  int stream = -1;  // its number
+  SoundFormat format;
+  std::vector<AviFrame> chunks;
+};
+
+// Uncompressed video.
+struct AviBitmap {
+  uint32_t bits = 0;  // a pixel; 0: the video is Motion-JPEG
+  bool top_down = false;
+};
 
 struct AviFile {
   std::string fourcc;  // of the video stream
   int stream = -1;     // its number
   VideoFormat format;  // width and height 0 where the file has none
+  AviBitmap bitmap;
   bool open_dml = false;
   AviIndex index = AviIndex::kNone;
   std::vector<AviFrame> frames;
+  std::vector<AviSound> sound;
   std::vector<std::string> problems;  // what was stepped over, and where
 };
 
-// Throws InputError, its text without the file's name, if this is no AVI file or has no
-// Motion-JPEG stream.
-AviFile ParseAvi(const ByteSource& source);
+// Throws InputError, its text without the file's name, if this is no AVI file or has no such video.
+AviFile ParseAvi(const ByteSource& source, AviVideoKind video = AviVideoKind::kMotionJpeg);
 
 }  // namespace tkmjpg::tool

@@ -1,4 +1,4 @@
-// Motion-JPEG frames of an AVI file, one frame's bytes at a time.
+// Frames and sound of an AVI file, one chunk's bytes at a time.
 #pragma once
 
 #include <memory>
@@ -12,17 +12,19 @@ namespace tkmjpg::tool {
 
 class AviReader : public StreamReader {
  public:
-  AviReader(std::unique_ptr<ByteSource> source, const std::string& name);
+  AviReader(std::unique_ptr<ByteSource> source, const std::string& name,
+            AviVideoKind video = AviVideoKind::kMotionJpeg);
 
-  const AviFile& File() const { return file_; }
-  const VideoFormat& Format() const override { return file_.format; }
-  int64_t FrameCount() const override { return static_cast<int64_t>(file_.frames.size()); }
+  const AviFile& File() const { return *file_; }
+  const VideoFormat& Format() const override { return file_->format; }
+  int64_t FrameCount() const override { return static_cast<int64_t>(file_->frames.size()); }
   bool Read(Bytes& stream) override;
+  SoundTracks OpenSound() override;
 
  private:
-  std::unique_ptr<ByteSource> source_;
+  std::shared_ptr<const ByteSource> source_;
   std::string name_;
-  AviFile file_;
+  std::shared_ptr<const AviFile> file_;
   size_t next_ = 0;
 };
 

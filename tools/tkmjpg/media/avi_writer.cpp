@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 #include <utility>
 
@@ -14,11 +15,11 @@ namespace {
 constexpr uint32_t kMovi = FourCc("movi");
 constexpr uint32_t kKeyFrame = 0x10;         // AVIIF_KEYFRAME
 constexpr uint32_t kHasIndex = 0x10;         // AVIF_HASINDEX
+constexpr uint32_t kInterleaved = 0x100;     // AVIF_ISINTERLEAVED
 constexpr uint32_t kTrustChunkType = 0x800;  // AVIF_TRUSTCKTYPE
-constexpr uint8_t kIndexOfIndexes = 0, kIndexOfChunks = 1;
-constexpr size_t kSuperIndexEntries = 512;  // half a TiB
 constexpr size_t kHeaderAlignment = 2048;
-constexpr size_t kStandardIndexHeader = 32, kOldIndexEntry = 16, kStandardIndexEntry = 8;
+constexpr size_t kOldIndexEntry = 16;
+constexpr size_t kMostSound = 254;  // streams: two hexadecimal digits number them
 
 // The nearest ratio with both parts within `limit`.
 Rational Limited(Rational ratio, int64_t limit) {
@@ -40,19 +41,6 @@ Rational PictureAspect(const VideoFormat& format) {
   return Limited({pixel.num * format.width, pixel.den * format.height}, 0xFFFF);
 }
 
-Bytes List(uint32_t type, const Bytes& chunks) {
-  Bytes body;
-  Append32(body, type);
-  body.insert(body.end(), chunks.begin(), chunks.end());
-  Bytes list;
-  AppendChunk(list, FourCc("LIST"), body);
-  return list;
-}
-
-void Append(Bytes& bytes, const Bytes& more) {
-  bytes.insert(bytes.end(), more.begin(), more.end());
-}
-
 Bytes OpenDmlHeader(uint64_t frames) {
   constexpr size_t kReserved = 244;
   Bytes body, chunk;
@@ -67,6 +55,7 @@ Bytes OpenDmlHeader(uint64_t frames) {
 // The extended header that is published for "MJPG": EXBMINFOHEADER with a JPEGINFOHEADER.
 AviVideo MjpgAviVideo(const VideoFormat& format) {
   constexpr uint32_t kYCbCr = 2;
+  constexpr size_t kPlain = 40;  // BITMAPINFOHEADER
   Bytes header;
   for (const uint32_t word :
        {uint32_t{68}, static_cast<uint32_t>(format.width), static_cast<uint32_t>(format.height),
@@ -76,30 +65,43 @@ AviVideo MjpgAviVideo(const VideoFormat& format) {
         uint32_t{8}, uint32_t{2}, uint32_t{1}}) {
     Append32(header, word);
   }
+  if (!format.extended_header) {
+    header.resize(kPlain);
+    header[0] = kPlain;
+  }
   return {format, FourCc("MJPG"), FourCc("00dc"), header,
           format.field_order != FieldOrder::kProgressive};
 }
 
 AviWriter::AviWriter(const std::string& path, AviVideo video, Overwrite overwrite,
-                     uint64_t riff_bytes)
-    : video_(std::move(video)), file_(path, overwrite), riff_limit_(riff_bytes) {
+                     const SoundTracks& sound, uint64_t riff_bytes)
+    : video_(std::move(video)),
+      file_(path, overwrite),
+      riff_limit_(riff_bytes),
+      track_(video_.chunk_id, FourCc("ix00")) {
   if (path == "-") throw UsageError("an AVI file cannot go to standard output; name a file");
-  WriteHeaders();
-  BeginRiff();
+  for (const auto& reader : sound) {
+    if (sound_.size() == kMostSound) break;
+    sound_.emplace_back(reader, static_cast<uint32_t>(sound_.size() + 1));
+  }
+  file_.Write(Headers());
+  BeginMovi();
 }
 
 Bytes AviWriter::MainHeader() const {
   const Rational rate = Rate(video_.format);
   const double seconds = static_cast<double>(rate.den) / static_cast<double>(rate.num);
-  const double bytes_a_second = static_cast<double>(largest_) / seconds;
+  double bytes_a_second = static_cast<double>(track_.LargestChunk()) / seconds;
+  for (const AviSoundTrack& sound : sound_) bytes_a_second += sound.BytesPerSecond();
   Bytes body, chunk;
   for (const uint32_t word :
        {static_cast<uint32_t>(std::min(std::llround(seconds * 1e6), 0xFFFFFFFFLL)),
         static_cast<uint32_t>(std::min(bytes_a_second, 4294967295.0)), uint32_t{0},
-        kHasIndex | kTrustChunkType, static_cast<uint32_t>(first_riff_frames_), uint32_t{0},
-        uint32_t{1}, largest_, static_cast<uint32_t>(video_.format.width),
-        static_cast<uint32_t>(video_.format.height), uint32_t{0}, uint32_t{0}, uint32_t{0},
-        uint32_t{0}}) {
+        kHasIndex | kTrustChunkType | (sound_.empty() ? 0 : kInterleaved),
+        static_cast<uint32_t>(first_riff_frames_), uint32_t{0},
+        static_cast<uint32_t>(sound_.size() + 1), LargestChunk(),
+        static_cast<uint32_t>(video_.format.width), static_cast<uint32_t>(video_.format.height),
+        uint32_t{0}, uint32_t{0}, uint32_t{0}, uint32_t{0}}) {
     Append32(body, word);
   }
   AppendChunk(chunk, FourCc("avih"), body);
@@ -110,35 +112,15 @@ Bytes AviWriter::StreamHeader() const {
   constexpr uint32_t kDefaultQuality = 0xFFFFFFFF;
   const Rational rate = Rate(video_.format);
   Bytes body, chunk;
-  for (const uint32_t word :
-       {FourCc("vids"), video_.handler, uint32_t{0}, uint32_t{0}, uint32_t{0},
-        static_cast<uint32_t>(rate.den), static_cast<uint32_t>(rate.num), uint32_t{0},
-        static_cast<uint32_t>(frames_), largest_, kDefaultQuality, uint32_t{0}, uint32_t{0},
-        (static_cast<uint32_t>(video_.format.width) & 0xFFFF) |
-            static_cast<uint32_t>(video_.format.height) << 16}) {
+  for (const uint32_t word : {FourCc("vids"), video_.handler, uint32_t{0}, uint32_t{0}, uint32_t{0},
+                              static_cast<uint32_t>(rate.den), static_cast<uint32_t>(rate.num),
+                              uint32_t{0}, static_cast<uint32_t>(frames_), track_.LargestChunk(),
+                              kDefaultQuality, uint32_t{0}, uint32_t{0},
+                              (static_cast<uint32_t>(video_.format.width) & 0xFFFF) |
+                                  static_cast<uint32_t>(video_.format.height) << 16}) {
     Append32(body, word);
   }
   AppendChunk(chunk, FourCc("strh"), body);
-  return chunk;
-}
-
-// Space for all entries from the start, so that it can be filled in at the end.
-Bytes AviWriter::SuperIndex() const {
-  constexpr uint32_t kLongsPerEntry = 4;
-  Bytes body, chunk;
-  Append16(body, kLongsPerEntry);
-  body.push_back(0);
-  body.push_back(kIndexOfIndexes);
-  Append32(body, static_cast<uint32_t>(riffs_.size()));
-  Append32(body, video_.chunk_id);
-  for (int i = 0; i < 3; ++i) Append32(body, 0);
-  for (const RiffIndex& riff : riffs_) {
-    Append64(body, riff.offset);
-    Append32(body, riff.bytes);
-    Append32(body, riff.frames);
-  }
-  body.resize(24 + 16 * kSuperIndexEntries);
-  AppendChunk(chunk, FourCc("indx"), body);
   return chunk;
 }
 
@@ -174,10 +156,11 @@ Bytes AviWriter::VideoProperties() const {
 Bytes AviWriter::Headers() const {
   Bytes stream = StreamHeader();
   AppendChunk(stream, FourCc("strf"), video_.stream_format);
-  Append(stream, SuperIndex());
+  Append(stream, track_.SuperIndex());
   Append(stream, VideoProperties());
   Bytes header = MainHeader();
   Append(header, List(FourCc("strl"), stream));
+  for (const AviSoundTrack& sound : sound_) Append(header, sound.Headers());
   Append(header, OpenDmlHeader(frames_));
 
   Bytes bytes;
@@ -189,72 +172,106 @@ Bytes AviWriter::Headers() const {
   return bytes;
 }
 
-void AviWriter::WriteHeaders() { file_.Write(Headers()); }
-
 void AviWriter::BeginRiff() {
   Bytes bytes;
-  if (!riffs_.empty()) {
-    riff_start_ = file_.Size();
-    for (const uint32_t word : {FourCc("RIFF"), uint32_t{0}, FourCc("AVIX")}) Append32(bytes, word);
-  }
-  movi_start_ = file_.Size() + bytes.size() + 4;
+  riff_start_ = file_.Size();
+  for (const uint32_t word : {FourCc("RIFF"), uint32_t{0}, FourCc("AVIX")}) Append32(bytes, word);
+  file_.Write(bytes);
+  BeginMovi();
+}
+
+void AviWriter::BeginMovi() {
+  Bytes bytes;
+  movi_start_ = file_.Size() + 4;
   for (const uint32_t word : {FourCc("LIST"), uint32_t{0}, kMovi}) Append32(bytes, word);
   file_.Write(bytes);
 }
 
-uint64_t AviWriter::RiffBytesWith(uint64_t chunk) const {
-  const uint64_t entries = index_.size() + 1;
-  return file_.Size() - riff_start_ + 8 + chunk + 1 + kStandardIndexHeader + 8 +
-         entries * (kStandardIndexEntry + kOldIndexEntry);
+uint64_t AviWriter::RiffBytesWith(const AviTrack& track, uint64_t chunk) const {
+  uint64_t indexes = track_.IndexBytesWith(&track == &track_ ? 1 : 0);
+  for (const AviSoundTrack& sound : sound_) {
+    indexes += sound.Track().IndexBytesWith(&track == &sound.Track() ? 1 : 0);
+  }
+  if (riff_start_ == 0) indexes += 8 + (old_index_.size() + 1) * kOldIndexEntry;
+  return file_.Size() - riff_start_ + 8 + chunk + 1 + indexes;
 }
 
-void AviWriter::Write(const Bytes& stream) {
-  if (!index_.empty() && RiffBytesWith(stream.size()) > riff_limit_) {
+bool AviWriter::RiffIsEmpty() const {
+  return track_.ChunksInRiff() == 0 && std::ranges::all_of(sound_, [](const AviSoundTrack& sound) {
+           return sound.Track().ChunksInRiff() == 0;
+         });
+}
+
+uint32_t AviWriter::LargestChunk() const {
+  uint32_t largest = track_.LargestChunk();
+  for (const AviSoundTrack& sound : sound_) {
+    largest = std::max(largest, sound.Track().LargestChunk());
+  }
+  return largest;
+}
+
+double AviWriter::Seconds(uint64_t frames) const {
+  const Rational rate = Rate(video_.format);
+  return static_cast<double>(frames) * static_cast<double>(rate.den) /
+         static_cast<double>(rate.num);
+}
+
+// With the indexes of all chunks so far: they are what is written when the disk is full.
+void AviWriter::WriteChunk(AviTrack& track, const Bytes& data) {
+  constexpr uint64_t kNextRiff = 4096;  // its headers, and indexes of little
+  file_.Reserve(RiffBytesWith(track, data.size()) - (file_.Size() - riff_start_) + kNextRiff);
+  if (!RiffIsEmpty() && RiffBytesWith(track, data.size()) > riff_limit_) {
     EndRiff();
     BeginRiff();
   }
   Bytes head;
-  Append32(head, video_.chunk_id);
-  Append32(head, static_cast<uint32_t>(stream.size()));
+  Append32(head, track.ChunkId());
+  Append32(head, static_cast<uint32_t>(data.size()));
   file_.Write(head);
-  index_.push_back(
-      {static_cast<uint32_t>(file_.Size() - riff_start_), static_cast<uint32_t>(stream.size())});
-  file_.Write(stream);
-  if (stream.size() % 2 != 0) file_.Write(Bytes(1, 0));
-  largest_ = std::max(largest_, static_cast<uint32_t>(stream.size()));
+  const uint64_t offset = file_.Size() - riff_start_;
+  track.Add(offset, data.size());
+  if (riff_start_ == 0) {
+    old_index_.push_back(
+        {track.ChunkId(), static_cast<uint32_t>(offset), static_cast<uint32_t>(data.size())});
+  }
+  file_.Write(data);
+  if (data.size() % 2 != 0) file_.Write(Bytes(1, 0));
+}
+
+void AviWriter::WriteSound(double until) {
+  for (AviSoundTrack& sound : sound_) {
+    while (const Bytes* chunk = sound.Next(until)) WriteChunk(sound.Track(), *chunk);
+  }
+}
+
+void AviWriter::Write(const Bytes& stream) {
+  WriteSound(Seconds(frames_ + 1));
+  WriteChunk(track_, stream);
   ++frames_;
 }
 
-void AviWriter::WriteStandardIndex() {
-  constexpr uint32_t kLongsPerEntry = 2;
-  Bytes body, chunk;
-  Append16(body, kLongsPerEntry);
-  body.push_back(0);
-  body.push_back(kIndexOfChunks);
-  Append32(body, static_cast<uint32_t>(index_.size()));
-  Append32(body, video_.chunk_id);
-  Append64(body, riff_start_);
-  Append32(body, 0);
-  for (const IndexEntry& entry : index_) {
-    Append32(body, entry.offset);
-    Append32(body, entry.size);  // bit 31 clear: a key frame
-  }
-  AppendChunk(chunk, FourCc("ix00"), body);
-  if (riffs_.size() == kSuperIndexEntries) {
+void AviWriter::EndSoundHere() {
+  for (AviSoundTrack& sound : sound_) sound.EndAt(Seconds(frames_));
+}
+
+void AviWriter::WriteStandardIndexes() {
+  bool full = track_.IsFull();
+  for (const AviSoundTrack& sound : sound_) full = full || sound.Track().IsFull();
+  if (full) {
     throw InputError(file_.Name() + ": too long for its index, at frame " +
                      std::to_string(frames_));
   }
-  riffs_.push_back(
-      {file_.Size(), static_cast<uint32_t>(chunk.size()), static_cast<uint32_t>(index_.size())});
-  file_.Write(chunk);
+  const auto frames = static_cast<uint32_t>(track_.ChunksInRiff());
+  file_.Write(track_.EndRiff(riff_start_, file_.Size(), frames));
+  for (AviSoundTrack& sound : sound_) file_.Write(sound.EndRiff(riff_start_, file_.Size()));
 }
 
 // Offsets count from the word "movi" to the chunk's header.
 void AviWriter::WriteOldIndex() {
-  const auto movi = static_cast<uint32_t>(movi_start_ + 4 - riff_start_);
+  const auto movi = static_cast<uint32_t>(movi_start_ + 4);
   Bytes body, chunk;
-  for (const IndexEntry& entry : index_) {
-    for (const uint32_t word : {video_.chunk_id, kKeyFrame, entry.offset - 8 - movi, entry.size}) {
+  for (const OldIndexEntry& entry : old_index_) {
+    for (const uint32_t word : {entry.chunk_id, kKeyFrame, entry.offset - 8 - movi, entry.size}) {
       Append32(body, word);
     }
   }
@@ -263,14 +280,14 @@ void AviWriter::WriteOldIndex() {
 }
 
 void AviWriter::EndRiff() {
-  WriteStandardIndex();
+  WriteStandardIndexes();
   PatchWord(movi_start_, file_.Size() - movi_start_ - 4);
   if (riff_start_ == 0) {
-    first_riff_frames_ = index_.size();
+    first_riff_frames_ = frames_;
     WriteOldIndex();
+    old_index_ = {};
   }
   PatchWord(riff_start_ + 4, file_.Size() - riff_start_ - 8);
-  index_.clear();
 }
 
 void AviWriter::PatchWord(uint64_t offset, uint64_t value) {
@@ -282,6 +299,7 @@ void AviWriter::PatchWord(uint64_t offset, uint64_t value) {
 // The headers have the same length as at the start; only their counts have changed. The first 12
 // bytes hold the size of the RIFF list, which is right by now.
 void AviWriter::Finish() {
+  WriteSound(std::numeric_limits<double>::infinity());
   EndRiff();
   const Bytes headers = Headers();
   file_.Patch(12, std::span(headers).subspan(12));

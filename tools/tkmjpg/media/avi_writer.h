@@ -1,21 +1,18 @@
-// AVI out: one video stream, with an old index for old readers and OpenDML indexes for files of any
-// length.
+// AVI out: one video stream and any sound, with an old index for old readers and OpenDML indexes
+// for files of any length.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "tools/tkmjpg/media/avi_sound_track.h"
+#include "tools/tkmjpg/media/avi_track.h"
 #include "tools/tkmjpg/media/media.h"
 #include "tools/tkmjpg/media/output_file.h"
+#include "tools/tkmjpg/media/riff_bytes.h"
 
 namespace tkmjpg::tool {
-
-constexpr uint32_t FourCc(const char (&name)[5]) {
-  uint32_t code = 0;
-  for (int i = 3; i >= 0; --i) code = code << 8 | static_cast<uint8_t>(name[i]);
-  return code;
-}
 
 // What the stream holds.
 struct AviVideo {
@@ -33,36 +30,38 @@ inline constexpr uint64_t kAviRiffBytes = uint64_t{1} << 30;
 
 class AviWriter : public StreamWriter {
  public:
-  // A new RIFF list begins where the last one would exceed `riff_bytes`.
+  // A new RIFF list begins where the last one would exceed `riff_bytes`. The sound of a frame is
+  // written before it, what is left of it at the end.
   AviWriter(const std::string& path, AviVideo video, Overwrite overwrite,
-            uint64_t riff_bytes = kAviRiffBytes);
+            const SoundTracks& sound = {}, uint64_t riff_bytes = kAviRiffBytes);
 
   void Write(const Bytes& stream) override;
+  void EndSoundHere() override;
   void Finish() override;
 
  private:
-  struct IndexEntry {
+  // Of a chunk of the first RIFF list, the only one that the old index covers.
+  struct OldIndexEntry {
+    uint32_t chunk_id;
     uint32_t offset;  // of the chunk's data, from the beginning of its RIFF list
     uint32_t size;
   };
-  // A standard index and what it covers, for the superindex.
-  struct RiffIndex {
-    uint64_t offset;
-    uint32_t bytes;
-    uint32_t frames;
-  };
 
-  void WriteHeaders();
   Bytes Headers() const;
   Bytes MainHeader() const;
   Bytes StreamHeader() const;
-  Bytes SuperIndex() const;
   Bytes VideoProperties() const;
   void BeginRiff();
+  void BeginMovi();
   void EndRiff();
-  void WriteStandardIndex();
+  void WriteStandardIndexes();
   void WriteOldIndex();
-  uint64_t RiffBytesWith(uint64_t chunk) const;
+  void WriteSound(double until);
+  void WriteChunk(AviTrack& track, const Bytes& data);
+  uint64_t RiffBytesWith(const AviTrack& track, uint64_t chunk) const;
+  bool RiffIsEmpty() const;
+  uint32_t LargestChunk() const;
+  double Seconds(uint64_t frames) const;
   void PatchWord(uint64_t offset, uint64_t value);
 
   AviVideo video_;
@@ -70,11 +69,11 @@ class AviWriter : public StreamWriter {
   uint64_t riff_limit_;
   uint64_t riff_start_ = 0;  // of the RIFF list being written
   uint64_t movi_start_ = 0;  // of the size word of its movi list
-  std::vector<IndexEntry> index_;
-  std::vector<RiffIndex> riffs_;
+  AviTrack track_;
+  std::vector<AviSoundTrack> sound_;
+  std::vector<OldIndexEntry> old_index_;
   uint64_t frames_ = 0;
   uint64_t first_riff_frames_ = 0;
-  uint32_t largest_ = 0;
 };
 
 }  // namespace tkmjpg::tool

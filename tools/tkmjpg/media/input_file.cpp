@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/terminal/interrupt.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -43,6 +44,7 @@ void InputFile::Fail(const std::string& what) const { throw InputError(name_ + "
 size_t InputFile::Fetch(uint8_t* bytes, size_t size) {
   size_t got = 0;
   while (got < size) {
+    if (size_ < 0 && !WaitForInput(descriptor_)) break;
     const ssize_t n = read(descriptor_, bytes + got, size - got);
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) Fail(std::strerror(errno));
@@ -64,6 +66,7 @@ size_t InputFile::Read(std::span<uint8_t> bytes) {
 bool InputFile::Refill() {
   ssize_t n = 0;
   do {
+    if (size_ < 0 && !WaitForInput(descriptor_)) break;
     n = read(descriptor_, ahead_.data(), ahead_.size());
   } while (n < 0 && errno == EINTR);
   if (n < 0) Fail(std::strerror(errno));

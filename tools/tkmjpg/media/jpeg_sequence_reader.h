@@ -11,8 +11,10 @@ namespace tkmjpg::tool {
 
 class JpegSequenceReader : public StreamReader {
  public:
-  JpegSequenceReader(const std::string& pattern, std::optional<int64_t> start)
-      : files_(pattern, start) {}
+  // `format` tells what the pictures do not.
+  JpegSequenceReader(const std::string& pattern, std::optional<int64_t> start,
+                     const VideoFormat& format)
+      : files_(pattern, start), format_(format) {}
 
   const VideoFormat& Format() const override { return format_; }
   int64_t FrameCount() const override { return files_.Count(); }

@@ -18,7 +18,7 @@ void JpegSequenceWriter::Write(const Bytes& stream) {
     throw UsageError(names_.Name(0) + ": holds one frame only; name more as frame_%04d.jpg");
   }
   OutputFile file(names_.Name(next_++), overwrite_);
-  file.Write(stream);
+  file.WriteWhole(stream);
   file.Finish();
 }
 

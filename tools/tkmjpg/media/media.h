@@ -3,8 +3,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "tools/tkmjpg/media/planar_rows.h"
 
 namespace tkmjpg::tool {
 
@@ -17,48 +20,67 @@ struct Rational {
 
 enum class FieldOrder { kProgressive, kTopFirst, kBottomFirst };
 
+// Of luma and chroma: 16 to 235 and 240, or 0 to 255.
+enum class Range { kLimited, kFull };
+
 struct VideoFormat {
   int width = 0;
   int height = 0;
   Rational rate{25, 1};         // frames a second
   Rational pixel_aspect{0, 0};  // 0:0 when unknown
   FieldOrder field_order = FieldOrder::kProgressive;
+  Range range = Range::kLimited;  // of YUV frames; RGB has its own
+  // AVI with Motion-JPEG: the header goes on after the BITMAPINFOHEADER. Players that know this
+  // put the first image of a field pair on line 0, else on line 1.
+  bool extended_header = true;
+  bool rate_assumed = false;     // nothing tells the rate
+  Chroma chroma = Chroma::k422;  // what planes lose nothing with; packed layouts have their own
 };
 
-// Raw pictures, top line first, lines without padding, in one TKMJPG_ layout of the public header.
+// Raw pictures, top line first, lines without padding, in one TKMJPG_ layout of the public header,
+// or in planes.
 struct Picture {
-  uint32_t layout = 0;
-  int64_t stride = 0;  // width x bytes per pixel
+  uint32_t layout = 0;  // 0: planes
+  int64_t stride = 0;   // width x bytes per pixel; 0 for planes
+  PlanarFormat planes;
   Bytes pixels;
 };
 
-// Raw frames in: Y4M, PNG sequence, raw, test card.
+class SoundReader;
+using SoundTracks = std::vector<std::shared_ptr<SoundReader>>;
+
+// Raw frames in: Y4M, PNG sequence, raw, test card, films that are decoded.
 class FrameReader {
  public:
   virtual ~FrameReader() = default;
   virtual const VideoFormat& Format() const = 0;
+  virtual SoundTracks OpenSound() { return {}; }     // each time from the beginning
   virtual int64_t FrameCount() const { return -1; }  // -1 when unknown
   // The next frame's bytes as the file holds them; false at the end. Throws InputError on damage;
   // all frames before it have been delivered then.
   virtual bool Read(Bytes& raw) = 0;
   virtual void Unpack(const Bytes& raw, Picture& picture) const = 0;
+  // What was wrong with the input all the same, one line each; known at the end.
+  virtual std::vector<std::string> Problems() const { return {}; }
 };
 
 // Raw frames out: Y4M, PNG sequence, raw, uncompressed AVI, checksum.
 class FrameWriter {
  public:
   virtual ~FrameWriter() = default;
-  virtual uint32_t Layout() const = 0;  // the TKMJPG_ layout that Pack wants
+  virtual uint32_t Layout() const = 0;  // the TKMJPG_ layout that Pack wants, or 0: planes
   virtual void Pack(const Picture& picture, Bytes& packed) const = 0;
   virtual void Write(const Bytes& packed) = 0;
-  virtual void Finish() = 0;  // makes the file whole and gives it its final name
+  virtual void EndSoundHere() {}  // none goes on after the frames that are written by now
+  virtual void Finish() = 0;      // makes the file whole and gives it its final name
 };
 
-// Compressed frames in: AVI, MJPG, JPEG sequence.
+// Compressed frames in: AVI, MJPG, JPEG sequence, other containers.
 class StreamReader {
  public:
   virtual ~StreamReader() = default;
   virtual const VideoFormat& Format() const = 0;
+  virtual SoundTracks OpenSound() { return {}; }  // each time from the beginning
   virtual int64_t FrameCount() const { return -1; }
   // The next frame; false at the end. An empty stream stands for the last frame again.
   virtual bool Read(Bytes& stream) = 0;
@@ -69,7 +91,8 @@ class StreamWriter {
  public:
   virtual ~StreamWriter() = default;
   virtual void Write(const Bytes& stream) = 0;
-  virtual void Finish() = 0;  // makes the file whole and gives it its final name
+  virtual void EndSoundHere() {}  // none goes on after the frames that are written by now
+  virtual void Finish() = 0;      // makes the file whole and gives it its final name
 };
 
 }  // namespace tkmjpg::tool

@@ -33,8 +33,9 @@ bool IsAlphaSegment(std::span<const uint8_t> bytes, size_t at) {
 
 }  // namespace
 
-MjpgReader::MjpgReader(std::unique_ptr<InputFile> file, Bytes first_bytes, bool pairs)
-    : file_(std::move(file)), buffer_(std::move(first_bytes)), pairs_(pairs) {}
+MjpgReader::MjpgReader(std::unique_ptr<InputFile> file, Bytes first_bytes, bool pairs,
+                       const VideoFormat& format)
+    : file_(std::move(file)), buffer_(std::move(first_bytes)), pairs_(pairs), format_(format) {}
 
 // More bytes each time, so that a long frame is not walked again and again.
 bool MjpgReader::Fetch() {
@@ -68,6 +69,9 @@ size_t MjpgReader::FindImageEnd(size_t begin, int& field_code) const {
   const std::span<const uint8_t> bytes = Rest();
   const ImageAnalysis image = AnalyseImage(bytes, begin);
   field_code = image.field_code.value_or(0);
+  if (field_code == 0 && image.marks.lines) {
+    field_code = image.marks.lines == FieldLines::kEven ? 1 : 2;
+  }
   if (!image.complete) {
     if (image.end == bytes.size() && !at_end_) return image.end;
     return FindImage(bytes, std::max(begin + 2, image.scan_begin));

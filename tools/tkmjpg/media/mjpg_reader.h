@@ -17,8 +17,10 @@ namespace tkmjpg::tool {
 
 class MjpgReader : public StreamReader {
  public:
-  // `first_bytes` are those of the file, which the caller has read already.
-  MjpgReader(std::unique_ptr<InputFile> file, Bytes first_bytes, bool pairs);
+  // `first_bytes` are those of the file, which the caller has read already. `format` tells what
+  // the images do not.
+  MjpgReader(std::unique_ptr<InputFile> file, Bytes first_bytes, bool pairs,
+             const VideoFormat& format);
 
   const VideoFormat& Format() const override { return format_; }
   bool Read(Bytes& stream) override;

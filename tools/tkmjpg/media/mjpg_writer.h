@@ -12,7 +12,7 @@ class MjpgWriter : public StreamWriter {
  public:
   MjpgWriter(const std::string& path, Overwrite overwrite) : file_(path, overwrite) {}
 
-  void Write(const Bytes& stream) override { file_.Write(stream); }
+  void Write(const Bytes& stream) override { file_.WriteWhole(stream); }
   void Finish() override { file_.Finish(); }
 
  private:

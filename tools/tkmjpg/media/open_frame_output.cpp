@@ -38,7 +38,8 @@ std::unique_ptr<FrameWriter> OpenFrameWriter(const std::string& name, const Vide
     throw UsageError("--alpha needs PNG; raw frames have it with --layout BGRA");
   }
   if (extension == "avi") {
-    return std::make_unique<PictureAviWriter>(name, format, AviLayout(layout), options.overwrite);
+    return std::make_unique<PictureAviWriter>(name, format, AviLayout(layout), options.overwrite,
+                                              options.sound);
   }
   if (extension == "png" || extension == "y4m") {
     if (!layout.empty()) throw UsageError("--layout is not for ." + extension);
@@ -47,7 +48,7 @@ std::unique_ptr<FrameWriter> OpenFrameWriter(const std::string& name, const Vide
     return std::make_unique<PngWriter>(name, format, options.alpha, options.overwrite);
   }
   if (extension == "y4m" || (name == "-" && layout.empty())) {
-    return std::make_unique<Y4mWriter>(name, format, options.full_range, options.overwrite);
+    return std::make_unique<Y4mWriter>(name, format, options.overwrite);
   }
   if (extension == "raw" || extension == "yuv" || !layout.empty()) {
     return std::make_unique<RawWriter>(name, RawLayout(layout), options.overwrite);

@@ -10,9 +10,9 @@
 namespace tkmjpg::tool {
 
 struct FrameOutputOptions {
-  std::string layout;  // of raw frames and uncompressed AVI
-  bool alpha = false;  // of PNG
-  bool full_range = false;
+  std::string layout;      // of raw frames and uncompressed AVI
+  bool alpha = false;      // of PNG
+  SoundTracks sound = {};  // of AVI
   Overwrite overwrite = Overwrite::kRefuse;
 };
 

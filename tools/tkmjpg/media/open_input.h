@@ -16,10 +16,12 @@ struct InputOptions {
   std::optional<FieldOrder> field_order;  // in place of what the input says
   bool alpha = false;                     // keep the alpha plane: frames are BGRA
   std::optional<int64_t> start = {};      // number of the first of numbered pictures
+  bool keep_full_range = false;           // full-range Y4M stays so, and Format() says it
+  bool field_pairs = false;               // of .mjpg, as StreamOptions::pairs
 };
 
-// testcard:WxH@RATE[:FRAMES], NAME.png or NAME_%04d.png, raw frames if a size is given, else Y4M
-// from a file or, as "-", from standard input.
+// testcard:WxH@RATE[:FRAMES], NAME.png or NAME_%04d.png, also .ppm, .pgm and .pnm, raw frames if a
+// size is given, else Y4M from a file or, as "-", from standard input.
 std::unique_ptr<FrameReader> OpenFrameReader(const std::string& name, const InputOptions& options);
 
 }  // namespace tkmjpg::tool

@@ -18,13 +18,13 @@ std::string Extension(const std::string& name) {
 }
 
 std::unique_ptr<StreamWriter> OpenStreamWriter(const std::string& name, const VideoFormat& format,
-                                               Overwrite overwrite) {
+                                               Overwrite overwrite, const SoundTracks& sound) {
   const std::string extension = Extension(name);
   if (name == "-" || extension == "mjpg" || extension == "mjpeg") {
     return std::make_unique<MjpgWriter>(name, overwrite);
   }
   if (extension == "avi") {
-    return std::make_unique<AviWriter>(name, MjpgAviVideo(format), overwrite);
+    return std::make_unique<AviWriter>(name, MjpgAviVideo(format), overwrite, sound);
   }
   if (extension == "jpg" || extension == "jpeg") {
     return std::make_unique<JpegSequenceWriter>(name, overwrite);

@@ -1,17 +1,20 @@
 #include "tools/tkmjpg/media/open_stream.h"
 
 #include <cstring>
+#include <filesystem>
 #include <string_view>
 
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/avi_reader.h"
 #include "tools/tkmjpg/media/byte_source.h"
+#include "tools/tkmjpg/media/container_name.h"
 #include "tools/tkmjpg/media/input_file.h"
 #include "tools/tkmjpg/media/jpeg_sequence_reader.h"
 #include "tools/tkmjpg/media/mjpg_reader.h"
 #include "tools/tkmjpg/media/open_output.h"
 #include "tools/tkmjpg/media/picture_files.h"
 #include "tools/tkmjpg/media/test_card.h"
+#include "tools/tkmjpg/media/video_text.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -27,10 +30,31 @@ bool IsJpegName(const std::string& path) {
   return extension == "jpg" || extension == "jpeg";
 }
 
+bool IsMjpgName(const std::string& path) {
+  const std::string extension = Extension(path);
+  return extension == "mjpg" || extension == "mjpeg";
+}
+
+bool IsImage(const Bytes& head) { return head.size() > 2 && head[0] == 0xFF && head[1] == 0xD8; }
+
+StreamInput OpenOther(std::unique_ptr<ByteSource> source, const std::string& name,
+                      const ContainerName& container) {
+  auto reader = OpenContainer(std::move(source), name, container);
+  const ContainerReader* other = reader.get();
+  return {std::move(reader), container.name, nullptr, other};
+}
+
 StreamInput OpenAvi(std::unique_ptr<ByteSource> source, const std::string& name) {
   auto reader = std::make_unique<AviReader>(std::move(source), name);
   const AviFile* avi = &reader->File();
   return {std::move(reader), avi->open_dml ? "OpenDML AVI" : "AVI", avi};
+}
+
+// What was read of a pipe is gone, and who writes to it notices when it is closed.
+bool IsPipe(const std::string& path) {
+  std::error_code error;
+  const auto type = std::filesystem::status(path, error).type();
+  return type == std::filesystem::file_type::fifo || type == std::filesystem::file_type::character;
 }
 
 Bytes ReadHead(InputFile& file) {
@@ -69,35 +93,50 @@ std::unique_ptr<ByteSource> TakeAll(InputFile& file, Bytes bytes) {
 }  // namespace
 
 std::vector<std::string> StreamInput::Problems() const {
+  if (other != nullptr) return other->Problems();
   return avi == nullptr ? std::vector<std::string>{} : avi->problems;
 }
 
 StreamInput OpenStream(const std::string& path, const StreamOptions& options) {
+  VideoFormat assumed;
+  assumed.rate_assumed = options.rate.empty();
+  if (!options.rate.empty()) assumed.rate = ParseRate("--rate", options.rate);
   if (IsJpegName(path)) {
-    return {std::make_unique<JpegSequenceReader>(path, options.start), "JPEG", nullptr};
+    return {std::make_unique<JpegSequenceReader>(path, options.start, assumed), "JPEG"};
   }
   if (options.start) throw UsageError(kStartNeedsNumbers);
   auto file = std::make_unique<InputFile>(path);
   Bytes head = ReadHead(*file);
-  if (IsAvi(head)) {
-    if (file->Size() < 0) return OpenAvi(TakeAll(*file, std::move(head)), file->Name());
-    return OpenAvi(OpenByteSource(path), path);
+  const ContainerName* const container = FindContainer(head);
+  if (IsAvi(head) || container != nullptr) {
+    if (!options.rate.empty()) throw UsageError("--rate: " + file->Name() + " tells its own");
+    const std::string name = file->Name();
+    auto source = file->Size() < 0 ? TakeAll(*file, std::move(head)) : OpenByteSource(path);
+    if (container != nullptr) return OpenOther(std::move(source), name, *container);
+    return OpenAvi(std::move(source), name);
   }
   RefuseOtherVideo(*file, head);
-  return {std::make_unique<MjpgReader>(std::move(file), std::move(head), options.pairs), "MJPG",
-          nullptr};
+  if (!IsImage(head) && path != "-" && !IsMjpgName(path)) {
+    file->Fail("is no film: neither AVI, MOV, MP4, Matroska, NUT, MPEG nor JPEG images");
+  }
+  return {std::make_unique<MjpgReader>(std::move(file), std::move(head), options.pairs, assumed),
+          "MJPG"};
+}
+
+bool IsAviFile(const std::string& path) {
+  if (IsJpegName(path) || IsPipe(path)) return false;
+  InputFile file(path);
+  return IsAvi(ReadHead(file));
 }
 
 bool IsStream(const std::string& path) {
   if (IsJpegName(path)) return true;
-  if (path == "-" || path.starts_with("testcard:") || path.find('%') != std::string::npos)
-    return false;
+  if (path == "-" || path.find('%') != std::string::npos) return false;
   if (path.starts_with(kTestCardPrefix)) return false;
+  if (IsPipe(path)) return IsMjpgName(path);
   InputFile file(path);
   const Bytes head = ReadHead(file);
-  const std::string extension = Extension(path);
-  return IsAvi(head) || extension == "mjpg" || extension == "mjpeg" ||
-         (head.size() > 2 && head[0] == 0xFF && head[1] == 0xD8);
+  return IsAvi(head) || FindContainer(head) != nullptr || IsMjpgName(path) || IsImage(head);
 }
 
 }  // namespace tkmjpg::tool

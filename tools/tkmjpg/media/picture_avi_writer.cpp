@@ -5,6 +5,7 @@
 #include "tkmjpg.h"
 #include "tools/tkmjpg/media/decode_layout.h"
 #include "tools/tkmjpg/media/riff_bytes.h"
+#include "tools/tkmjpg/media/sample_range.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -30,8 +31,11 @@ AviVideo Video(const VideoFormat& format, uint32_t layout) {
 }  // namespace
 
 PictureAviWriter::PictureAviWriter(const std::string& path, const VideoFormat& format,
-                                   uint32_t layout, Overwrite overwrite)
-    : layout_(layout), height_(format.height), avi_(path, Video(format, layout), overwrite) {}
+                                   uint32_t layout, Overwrite overwrite, const SoundTracks& sound)
+    : layout_(layout),
+      height_(format.height),
+      range_(format.range),
+      avi_(path, Video(format, layout), overwrite, sound) {}
 
 void PictureAviWriter::Pack(const Picture& picture, Bytes& packed) const {
   const auto stride = static_cast<size_t>(picture.stride);
@@ -44,6 +48,9 @@ void PictureAviWriter::Pack(const Picture& picture, Bytes& packed) const {
     uint8_t* out = packed.data() + line * padded;
     std::memcpy(out, picture.pixels.data() + y * stride, stride);
     std::memset(out + stride, 0, padded - stride);
+  }
+  if (layout_ == TKMJPG_YUY2 && range_ == Range::kFull) {
+    ChangePackedRange(Range::kLimited, FirstSample::kLuma, packed);
   }
 }
 

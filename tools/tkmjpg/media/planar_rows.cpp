@@ -48,20 +48,17 @@ void PackRow(const uint8_t* __restrict y, const uint8_t* __restrict cb,
   }
 }
 
-int ChromaWidth(const PlanarFormat& format) {
-  switch (format.chroma) {
-    case Chroma::kMono:
-      return 0;
-    case Chroma::k444:
-      return format.width;
-    default:
-      return (format.width + 1) / 2;
+// The first chroma sample stands between the luma samples 1 and 2, so a pair is a quarter of the
+// way from one chroma sample to the next or the one before.
+void PairsOfFours(const uint8_t* __restrict in, uint8_t* __restrict out, int pairs, int samples) {
+  for (int i = 0; i < pairs; ++i) {
+    const int near = i / 2, other = std::clamp(i % 2 == 0 ? near - 1 : near + 1, 0, samples - 1);
+    out[i] = static_cast<uint8_t>((3 * in[near] + in[other] + 2) >> 2);
   }
 }
 
-int ChromaHeight(const PlanarFormat& format) {
-  return format.chroma == Chroma::k420 ? (format.height + 1) / 2 : format.height;
-}
+int ChromaWidth(const PlanarFormat& format) { return ChromaSize(format).width; }
+int ChromaHeight(const PlanarFormat& format) { return ChromaSize(format).height; }
 
 struct ChromaSource {
   int near_row, other_row;
@@ -134,6 +131,10 @@ class Packer {
         MeanOfPairs(row, made, format_.width);
         row = made;
         break;
+      case Chroma::k411:
+        PairsOfFours(row, made, pairs_, ChromaWidth(format_));
+        row = made;
+        break;
       case Chroma::k422:
         break;
     }
@@ -155,6 +156,17 @@ class Packer {
 };
 
 }  // namespace
+
+PlaneSize ChromaSize(const PlanarFormat& format) {
+  const bool mono = format.chroma == Chroma::kMono;
+  const int columns = mono                            ? 0
+                      : format.chroma == Chroma::k444 ? 1
+                      : format.chroma == Chroma::k411 ? 4
+                                                      : 2;
+  const int lines = format.chroma == Chroma::k420 ? 2 : 1;
+  return {columns, lines, mono ? 0 : (format.width + columns - 1) / columns,
+          (format.height + lines - 1) / lines};
+}
 
 size_t PlanarSize(const PlanarFormat& format) {
   return size_t(format.width) * format.height +

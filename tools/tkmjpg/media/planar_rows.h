@@ -1,4 +1,4 @@
-// Planar YUV to packed 4:2:2, YUY2.
+// Planar YUV, and how it becomes packed 4:2:2, YUY2.
 #pragma once
 
 #include <cstddef>
@@ -6,7 +6,7 @@
 
 namespace tkmjpg::tool {
 
-enum class Chroma { kMono, k420, k422, k444 };
+enum class Chroma { kMono, k411, k420, k422, k444 };
 
 // Where 4:2:0 has its chroma lines: half way between two luma lines, or, as PAL-DV has it, on the
 // luma lines, Cr on the first and Cb on the second of each two. Interlaced pictures have this in
@@ -21,6 +21,12 @@ struct PlanarFormat {
   bool interlaced = false;
   bool full_range = false;  // luma and chroma 0 to 255; packed pictures get 16 to 235 and 240
 };
+
+struct PlaneSize {
+  int columns, lines;  // of the picture for each sample; 0 without chroma
+  int width, height;
+};
+PlaneSize ChromaSize(const PlanarFormat& format);
 
 // Bytes of the three planes, one after the other.
 size_t PlanarSize(const PlanarFormat& format);

@@ -1,27 +1,15 @@
 #include "tools/tkmjpg/media/png_writer.h"
 
-#include <png.h>
-
 #include <filesystem>
 
 #include "tkmjpg.h"
 #include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/media/png_encode.h"
 
 namespace tkmjpg::tool {
 namespace {
 
 constexpr int kZlibLevel = 3;  // twice the speed of the customary 6 for a few percent more bytes
-
-void AppendBytes(png_structp png, png_bytep bytes, png_size_t size) {
-  auto& packed = *static_cast<Bytes*>(png_get_io_ptr(png));
-  packed.insert(packed.end(), bytes, bytes + size);
-}
-
-void FlushNothing(png_structp) {}
-
-[[noreturn]] void Fail(png_structp, png_const_charp message) {
-  throw InputError(std::string("PNG: ") + message);
-}
 
 }  // namespace
 
@@ -40,20 +28,9 @@ PngWriter::PngWriter(const std::string& pattern, const VideoFormat& format, bool
 uint32_t PngWriter::Layout() const { return alpha_ ? TKMJPG_BGRA : TKMJPG_BGR3; }
 
 void PngWriter::Pack(const Picture& picture, Bytes& packed) const {
-  packed.clear();
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, Fail, nullptr);
-  png_infop info = png_create_info_struct(png);
-  png_set_write_fn(png, &packed, AppendBytes, FlushNothing);
-  png_set_compression_level(png, kZlibLevel);
-  png_set_IHDR(png, info, width_, height_, 8, alpha_ ? PNG_COLOR_TYPE_RGBA : PNG_COLOR_TYPE_RGB,
-               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  png_write_info(png, info);
-  png_set_bgr(png);
-  for (uint32_t y = 0; y < height_; ++y) {
-    png_write_row(png, picture.pixels.data() + y * picture.stride);
-  }
-  png_write_end(png, info);
-  png_destroy_write_struct(&png, &info);
+  EncodePng({picture.pixels.data(), picture.stride, width_, height_,
+             alpha_ ? PngColour::kBgra : PngColour::kBgr},
+            kZlibLevel, packed);
 }
 
 void PngWriter::Write(const Bytes& packed) {
@@ -61,7 +38,7 @@ void PngWriter::Write(const Bytes& packed) {
     throw UsageError(names_.Name(0) + ": holds one frame only; name more as frame_%04d.png");
   }
   OutputFile file(names_.Name(next_++), overwrite_);
-  file.Write(packed);
+  file.WriteWhole(packed);
   file.Finish();
 }
 

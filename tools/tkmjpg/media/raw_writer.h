@@ -15,7 +15,7 @@ class RawWriter : public FrameWriter {
 
   uint32_t Layout() const override { return layout_; }
   void Pack(const Picture& picture, Bytes& packed) const override { packed = picture.pixels; }
-  void Write(const Bytes& packed) override { file_.Write(packed); }
+  void Write(const Bytes& packed) override { file_.WriteWhole(packed); }
   void Finish() override { file_.Finish(); }
 
  private:

@@ -17,6 +17,7 @@ struct ChromaName {
 };
 
 constexpr ChromaName kChromaNames[] = {
+    {"411", Chroma::k411, ChromaLines::kBetween},
     {"420", Chroma::k420, ChromaLines::kBetween},
     {"420jpeg", Chroma::k420, ChromaLines::kBetween},
     {"420mpeg2", Chroma::k420, ChromaLines::kBetween},
@@ -53,7 +54,7 @@ void ParseChroma(const std::string& name, PlanarFormat& planes) {
   const size_t depth = name.find_first_of("0123456789", name.find_first_of("po"));  // 420p10, mono9
   const bool deep = depth != std::string::npos;
   Refuse("C" + name + (deep ? " has more than 8 bits a sample" : " is no known chroma format") +
-         "; 420, 420jpeg, 420mpeg2, 420paldv, 422, 444 and mono are taken");
+         "; 411, 420, 420jpeg, 420mpeg2, 420paldv, 422, 444 and mono are taken");
 }
 
 void ParseInterlacing(const std::string& tag, Y4mHeader& header) {

@@ -15,7 +15,8 @@ constexpr char kFrame[] = "FRAME";
 
 class Y4mReader : public FrameReader {
  public:
-  Y4mReader(const std::string& path, std::optional<FieldOrder> field_order) : file_(path) {
+  Y4mReader(const std::string& path, std::optional<FieldOrder> field_order, bool keep_full_range)
+      : file_(path) {
     ReadHeader();
     if (header_.mixed && !field_order) {
       file_.Fail(
@@ -24,6 +25,10 @@ class Y4mReader : public FrameReader {
     CheckPictureSize(path, header_.video.width, header_.video.height);
     if (field_order) header_.video.field_order = *field_order;
     header_.planes.interlaced = header_.video.field_order != FieldOrder::kProgressive;
+    if (keep_full_range && header_.planes.full_range) {
+      header_.planes.full_range = false;  // which would be changed
+      header_.video.range = Range::kFull;
+    }
     frame_bytes_ = PlanarSize(header_.planes);
     first_frame_ = file_.Offset();
   }
@@ -78,9 +83,9 @@ class Y4mReader : public FrameReader {
 
 }  // namespace
 
-std::unique_ptr<FrameReader> OpenY4m(const std::string& path,
-                                     std::optional<FieldOrder> field_order) {
-  return std::make_unique<Y4mReader>(path, field_order);
+std::unique_ptr<FrameReader> OpenY4m(const std::string& path, std::optional<FieldOrder> field_order,
+                                     bool keep_full_range) {
+  return std::make_unique<Y4mReader>(path, field_order, keep_full_range);
 }
 
 }  // namespace tkmjpg::tool

@@ -1,4 +1,4 @@
-// Y4M out, 4:2:2.
+// Y4M out: 4:2:2, or planes of another chroma.
 #pragma once
 
 #include <string>
@@ -8,20 +8,19 @@
 
 namespace tkmjpg::tool {
 
-// Luma and chroma are written as the stream holds them, not limited to 16 to 235.
+// Luma and chroma are written as the stream holds them; the header says their range.
 class Y4mWriter : public FrameWriter {
  public:
-  // `full_range`: the header says that luma and chroma run over 0 to 255.
-  Y4mWriter(const std::string& path, const VideoFormat& format, bool full_range,
-            Overwrite overwrite);
+  Y4mWriter(const std::string& path, const VideoFormat& format, Overwrite overwrite);
 
   uint32_t Layout() const override;
   void Pack(const Picture& picture, Bytes& packed) const override;
-  void Write(const Bytes& packed) override { file_.Write(packed); }
+  void Write(const Bytes& packed) override { file_.WriteWhole(packed); }
   void Finish() override { file_.Finish(); }
 
  private:
   int width_, height_;
+  bool planar_;
   OutputFile file_;
 };
 
