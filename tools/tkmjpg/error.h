@@ -12,6 +12,18 @@ class InputError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// An output that cannot be written, exit code 1.
+class OutputError : public InputError {
+ public:
+  using InputError::InputError;
+};
+
+// The output was written, but the input is damaged: exit code 3.
+class DamageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 // Bad usage, exit code 2.
 class UsageError : public std::runtime_error {
  public:

@@ -8,6 +8,62 @@
 #include "tools/tkmjpg/terminal/print.h"
 
 namespace tkmjpg::tool {
+namespace {
+
+std::vector<std::string> Split(const std::string& list) {
+  std::vector<std::string> words;
+  std::istringstream text(list);
+  for (std::string word; std::getline(text, word, ',');) words.push_back(word);
+  return words;
+}
+
+// CLI11 tells what a value may be in the name of its type: "TEXT:{top,bottom}", "INT:INT in [1 -
+// 9]".
+void DescribeValue(const std::string& type, OptionDescription& option) {
+  const size_t colon = type.find(':');
+  option.value = type.substr(0, colon);
+  if (colon == std::string::npos) return;
+  const std::string rule = type.substr(colon + 1);
+  const size_t begin = rule.find_first_of("{["), end = rule.find_last_of("}]");
+  if (begin == std::string::npos || end == std::string::npos) return;
+  const std::string inner = rule.substr(begin + 1, end - begin - 1);
+  if (rule[begin] == '{') {
+    option.choices = Split(inner);
+    return;
+  }
+  const size_t dash = inner.find(" - ");
+  if (dash != std::string::npos)
+    option.range = inner.substr(0, dash) + " to " + inner.substr(dash + 3);
+}
+
+OptionDescription DescribeOption(const CLI::Option& option) {
+  OptionDescription result;
+  if (option.get_positional()) result.names.push_back(option.get_name(true));
+  if (!option.get_positional()) {
+    for (const std::string& name : option.get_snames()) result.names.push_back("-" + name);
+    for (const std::string& name : option.get_lnames()) result.names.push_back("--" + name);
+  }
+  if (option.get_type_size_max() > 0) DescribeValue(option.get_type_name(), result);
+  result.default_value = option.get_default_str();
+  result.help = option.get_description();
+  result.required = option.get_required();
+  result.many = option.get_items_expected_max() > 1;
+  return result;
+}
+
+CommandDescription DescribeApp(const CLI::App& app) {
+  CommandDescription result{app.get_name(), app.get_description(), app.get_footer(), {}, {}, {}};
+  for (const CLI::Option* option : app.get_options()) {
+    (option->get_positional() ? result.arguments : result.options)
+        .push_back(DescribeOption(*option));
+  }
+  for (const CLI::App* each : app.get_subcommands({})) {
+    result.subcommands.push_back(DescribeApp(*each));
+  }
+  return result;
+}
+
+}  // namespace
 
 Option Option::Required() const { return Option(option_->required()); }
 
@@ -26,6 +82,12 @@ Option Option::OneOf(const std::vector<std::string>& values) const {
 Option Option::Excludes(Option other) const { return Option(option_->excludes(other.option_)); }
 
 Option Option::ValueName(const std::string& name) const { return Option(option_->type_name(name)); }
+
+Option Option::ShowChoices(const std::string& name, const std::vector<std::string>& values) const {
+  std::string list;
+  for (const std::string& value : values) list += (list.empty() ? "" : ",") + value;
+  return ValueName(name + ":{" + list + "}");
+}
 
 Option Option::OneValueEachTime() const { return Option(option_->allow_extra_args(false)); }
 
@@ -64,7 +126,7 @@ CommandLine::CommandLine(const std::string& name, const std::string& version,
     : app_(std::make_unique<CLI::App>(description, name)) {
   app_->require_subcommand(1);
   app_->fallthrough();
-  app_->set_version_flag("--version", name + " " + version);
+  app_->set_version_flag("--version", version, "print version, build and libraries");
 }
 
 CommandLine::~CommandLine() = default;
@@ -78,6 +140,8 @@ Option CommandLine::AddGlobal(const std::string& name,
                               const std::string& help) const {
   return Option(app_->add_option_function<std::string>(name, use, help));
 }
+
+CommandDescription CommandLine::Describe() const { return DescribeApp(*app_); }
 
 void CommandLine::Run(int argc, char** argv) const {
   try {

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/tkmjpg/commands/command_description.h"
+
 namespace CLI {
 class App;
 class Option;
@@ -27,6 +29,8 @@ class Option {
   Option OneOf(const std::vector<std::string>& values) const;
   Option Excludes(Option other) const;
   Option ValueName(const std::string& name) const;
+  // Tells the values that are accepted, where something else checks them.
+  Option ShowChoices(const std::string& name, const std::vector<std::string>& values) const;
   Option OneValueEachTime() const;
 
  private:
@@ -66,6 +70,8 @@ class CommandLine {
   // Runs the subcommand of the line, or prints the help or version that it asks for. Throws
   // UsageError, and what the subcommand throws.
   void Run(int argc, char** argv) const;
+
+  CommandDescription Describe() const;
 
  private:
   std::unique_ptr<CLI::App> app_;

@@ -1,202 +1,151 @@
 #include "tools/tkmjpg/commands/compare_command.h"
 
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstdio>
-#include <memory>
+#include <unistd.h>
 
-#include "tkmjpg.h"
-#include "tools/tkmjpg/commands/film_input.h"
-#include "tools/tkmjpg/commands/frame_decoder.h"
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tools/tkmjpg/commands/compare_films.h"
 #include "tools/tkmjpg/commands/stream_options.h"
-#include "tools/tkmjpg/commands/yuv_planes.h"
+#include "tools/tkmjpg/commands/threads_option.h"
+#include "tools/tkmjpg/commands/warnings.h"
 #include "tools/tkmjpg/error.h"
-#include "tools/tkmjpg/media/open_input.h"
 #include "tools/tkmjpg/media/picture_files.h"
-#include "tools/tkmjpg/terminal/print.h"
+#include "tools/tkmjpg/media/same_file.h"
+#include "tools/tkmjpg/report/compare_report.h"
+#include "tools/tkmjpg/terminal/interrupt.h"
+#include "tools/tkmjpg/terminal/progress.h"
 
 namespace tkmjpg::tool {
 namespace {
 
 constexpr char kFooter[] =
-    "A and B are Y4M, PNG, a test card or Motion-JPEG (.avi, .mjpg, .jpg), which is decoded with\n"
-    "luma as the stream holds it. PSNR is in dB, inf where nothing differs. Frames, lines and\n"
-    "pixels count from 0. Exit code: 0 compared, whatever came out; 1 sizes or lengths differ.";
-
-// Raw or compressed frames, one after the other.
-class Film {
- public:
-  Film(const std::string& path, std::optional<int64_t> start) : path_(path) {
-    if (IsStream(path)) {
-      stream_ = std::make_unique<FilmInput>(path, StreamOptions{.start = start}, 0);
-      stream_->RequireSize();
-    } else {
-      InputOptions options;
-      options.start = start;
-      frames_ = OpenFrameReader(path, options);
-    }
-  }
-
-  const std::string& Path() const { return path_; }
-  const VideoFormat& Format() const { return stream_ ? stream_->Format() : frames_->Format(); }
-
-  bool Read(YuvPlanes& planes) {
-    if (!(stream_ ? Decode() : Unpack())) return false;
-    ++frame_;
-    MakeYuvPlanes(picture_, Format().width, Format().height, planes);
-    return true;
-  }
-
- private:
-  bool Unpack() {
-    if (!frames_->Read(bytes_)) return false;
-    frames_->Unpack(bytes_, picture_);
-    return true;
-  }
-
-  bool Decode() {
-    if (!stream_->Read(bytes_)) return false;
-    const FrameDecoder decoder(Format().width, Format().height, TKMJPG_YuYv, 0);
-    if (bytes_.empty()) {  // the last frame again
-      if (frame_ == 0) decoder.MakeBlack(picture_);
-      return true;
-    }
-    const DecodedFrame decoded = decoder.Decode(bytes_, memory_, picture_);
-    if (!decoded.refusal.empty()) {
-      throw InputError(path_ + ": frame " + std::to_string(frame_) + ": " + decoded.refusal);
-    }
-    memory_ = decoded.memory_after;
-    return true;
-  }
-
-  std::string path_;
-  std::unique_ptr<FilmInput> stream_;
-  std::unique_ptr<FrameReader> frames_;
-  Bytes bytes_;
-  Picture picture_;
-  uint32_t memory_ = 256;
-  int64_t frame_ = 0;
-};
-
-using PlaneErrors = std::array<double, 3>;  // mean squared error of Y, Cb, Cr
-
-double MeanSquaredError(const Bytes& a, const Bytes& b) {
-  uint64_t sum = 0;
-  for (size_t i = 0; i < a.size(); ++i) {
-    const int difference = a[i] - b[i];
-    sum += static_cast<uint64_t>(difference * difference);
-  }
-  return static_cast<double>(sum) / static_cast<double>(std::max<size_t>(a.size(), 1));
-}
-
-double Psnr(double error) { return error == 0 ? HUGE_VAL : 10 * std::log10(255.0 * 255.0 / error); }
-
-void PrintErrors(const char* what, const PlaneErrors& errors) {
-  Print("%s: Y %.2f  Cb %.2f  Cr %.2f dB\n", what, Psnr(errors[0]), Psnr(errors[1]),
-        Psnr(errors[2]));
-}
-
-class Comparison {
- public:
-  void Add(const YuvPlanes& a, const YuvPlanes& b, int width, bool print) {
-    PlaneErrors errors{};
-    for (size_t p = 0; p < 3; ++p) {
-      errors[p] = MeanSquaredError(a.planes[p], b.planes[p]);
-      total_[p] += errors[p];
-    }
-    if (errors[0] > worst_error_ || worst_ < 0) {
-      worst_ = frames_;
-      worst_error_ = errors[0];
-    }
-    if (first_difference_.empty()) FindDifference(a, b, width);
-    if (print) PrintErrors(("frame " + std::to_string(frames_)).c_str(), errors);
-    ++frames_;
-  }
-
-  int64_t Frames() const { return frames_; }
-
-  void Summarise() const {
-    PlaneErrors mean = total_;
-    for (double& error : mean) error /= static_cast<double>(std::max<int64_t>(frames_, 1));
-    PrintErrors((std::to_string(frames_) + (frames_ == 1 ? " frame" : " frames")).c_str(), mean);
-    Print("worst frame: %lld, Y %.2f dB\n", static_cast<long long>(worst_), Psnr(worst_error_));
-    Print("first difference: %s\n", first_difference_.empty() ? "none" : first_difference_.c_str());
-  }
-
- private:
-  void FindDifference(const YuvPlanes& a, const YuvPlanes& b, int width) {
-    constexpr const char* kNames[] = {"Y", "Cb", "Cr"};
-    for (size_t p = 0; p < 3; ++p) {
-      const auto [at, other] = std::ranges::mismatch(a.planes[p], b.planes[p]);
-      if (at == a.planes[p].end()) continue;
-      const auto index = static_cast<size_t>(at - a.planes[p].begin());
-      const auto line_width = static_cast<size_t>(p == 0 ? width : (width + 1) / 2);
-      char text[128];
-      std::snprintf(text, sizeof text, "frame %lld, %s, line %zu, sample %zu: %d and %d",
-                    static_cast<long long>(frames_), kNames[p], index / line_width,
-                    index % line_width, *at, *other);
-      first_difference_ = text;
-      return;
-    }
-  }
-
-  PlaneErrors total_{};
-  int64_t frames_ = 0;
-  int64_t worst_ = -1;
-  double worst_error_ = 0;
-  std::string first_difference_;
-};
-
-void CheckSizes(const Film& a, const Film& b) {
-  const VideoFormat &x = a.Format(), &y = b.Format();
-  if (x.width == y.width && x.height == y.height) return;
-  throw InputError(b.Path() + ": is " + std::to_string(y.width) + "x" + std::to_string(y.height) +
-                   ", not " + std::to_string(x.width) + "x" + std::to_string(x.height));
-}
+    "A and B are Y4M, PNG, a test card, Motion-JPEG or uncompressed AVI. If one has luma 0 to 255\n"
+    "and the other one 16 to 235, both are compared as 16 to 235. PSNR is in dB, inf where "
+    "nothing\n"
+    "differs (null in JSON). SSIM is that of Wang, Bovik, Sheikh and Simoncelli (2004), over\n"
+    "windows of 8 x 8 samples at every fourth sample and line; 1 where nothing differs. Frames,\n"
+    "lines and pixels count from 0. Exit code: 0 compared, whatever came out; 1 sizes or lengths\n"
+    "differ. --report also writes the page of what was compared until then.";
 
 struct CompareOptions {
   std::string a, b;
-  bool per_frame = false;
-  std::optional<int64_t> start;
+  bool per_frame = false, json = false, csv = false, quiet = false, force = false;
+  std::string report;
+  int worst = 4;
+  int threads = 1;
+  StreamOptions stream;
+
+  bool Prints() const { return per_frame || json || csv; }
 };
 
 bool IsNumbered(const std::string& path) { return path.find('%') != std::string::npos; }
 
+StreamOptions StreamOf(const CompareOptions& options, const std::string& path) {
+  StreamOptions stream = options.stream;
+  if (!IsNumbered(path)) stream.start.reset();
+  return stream;
+}
+
+std::unique_ptr<CompareOutput> MakeOutput(const CompareOptions& options) {
+  if (options.json) return MakeJsonCompareOutput();
+  return options.csv ? MakeCsvCompareOutput() : MakeTextCompareOutput(options.per_frame);
+}
+
+std::optional<OutputFile> OpenReport(const CompareOptions& options) {
+  if (options.report.empty()) return std::nullopt;
+  RefuseSameFile(options.a, options.report);
+  RefuseSameFile(options.b, options.report);
+  return std::optional<OutputFile>(std::in_place, options.report,
+                                   options.force ? Overwrite::kReplace : Overwrite::kRefuse);
+}
+
+ComparedFacts FactsOf(const ComparedFilm& film) {
+  return {film.Path(), film.Format(), film.IsCompressed(), film.Format().range == Range::kFull};
+}
+
+int64_t FramesToCome(const ComparedFilm& a, const ComparedFilm& b) {
+  const int64_t x = a.FrameCount(), y = b.FrameCount();
+  return x < 0 || y < 0 ? std::max(x, y) : std::min(x, y);
+}
+
+// Lines of frames on a terminal leave no place for one that moves.
+Verbosity ProgressOf(const CompareOptions& options) {
+  const bool crowded = options.Prints() && isatty(STDOUT_FILENO) != 0;
+  return options.quiet || crowded ? Verbosity::kQuiet : Verbosity::kNormal;
+}
+
 void Compare(const CompareOptions& options) {
-  const std::string &path_a = options.a, &path_b = options.b;
-  if (options.start && !IsNumbered(path_a) && !IsNumbered(path_b)) {
+  if (options.stream.start && !IsNumbered(options.a) && !IsNumbered(options.b)) {
     throw UsageError(kStartNeedsNumbers);
   }
-  const auto start = [&](const std::string& path) {
-    return IsNumbered(path) ? options.start : std::nullopt;
-  };
-  Film a(path_a, start(path_a)), b(path_b, start(path_b));
-  CheckSizes(a, b);
-  Comparison comparison;
-  YuvPlanes planes_a, planes_b;
-  for (;;) {
-    const bool more_a = a.Read(planes_a), more_b = b.Read(planes_b);
-    if (more_a && more_b) {
-      comparison.Add(planes_a, planes_b, a.Format().width, options.per_frame);
-      continue;
-    }
-    if (comparison.Frames() > 0) comparison.Summarise();
-    if (!more_a && !more_b) return;
-    throw InputError((more_a ? path_b : path_a) + ": ends after " +
-                     std::to_string(comparison.Frames()) + " frames, the other one goes on");
+  ComparedFilm a(options.a, StreamOf(options, options.a));
+  ComparedFilm b(options.b, StreamOf(options, options.b));
+  if (a.Format().range != b.Format().range) {
+    a.MakeLimited();
+    b.MakeLimited();
   }
+  auto file = OpenReport(options);
+  CatchInterrupts();
+  const ComparedFacts facts_a = FactsOf(a), facts_b = FactsOf(b);
+  CompareReport report(facts_a, facts_b, options.worst);
+  const auto output = MakeOutput(options);
+  CompareSummary summary;
+  std::string note;
+  const auto finish = [&] {
+    output->End(summary);
+    if (!file) return;
+    report.Write(summary, note, *file);
+    file->Finish();
+  };
+  const auto warn = [&] {
+    for (const ComparedFilm* film : {&a, &b}) {
+      const std::string damage = film->Damage();
+      if (!damage.empty()) WarnOf(film->Path(), damage);
+    }
+  };
+  output->Begin(facts_a, facts_b);
+  try {
+    Progress progress(ProgressOf(options), b.Format(), FramesToCome(a, b));
+    CompareFilms(a, b, options.threads, summary,
+                 [&](const FrameResult& result, const ComparedFrame& x, const ComparedFrame& y) {
+                   output->Frame(result);
+                   if (file) report.Add({result, x.planes, y.planes});
+                   progress.Add(result.bytes_b);
+                 });
+  } catch (const InputError& error) {
+    note = error.what();
+    finish();
+    warn();
+    throw;
+  }
+  finish();
+  warn();
 }
 
 }  // namespace
 
 void AddCompareCommand(const CommandLine& line) {
-  const Command command = line.AddCommand("compare", "PSNR between two films");
+  const Command command = line.AddCommand("compare", "PSNR and SSIM between two films");
   auto options = std::make_shared<CompareOptions>();
-  command.Add("A", options->a, "the one to compare with, see below").Required();
-  command.Add("B", options->b, "the one to judge").Required();
-  command.AddFlag("--per-frame", options->per_frame, "a line for each frame as well");
-  AddStartOption(command, options->start);
+  CompareOptions& o = *options;
+  command.Add("A", o.a, "the one to compare with, see below").Required();
+  command.Add("B", o.b, "the one to judge").Required();
+  command.AddFlag("--per-frame", o.per_frame, "a line for each frame as well");
+  const Option json = command.AddFlag("--json", o.json, "all figures for programs");
+  command.AddFlag("--csv", o.csv, "a line for each frame, for spreadsheets").Excludes(json);
+  command
+      .Add("--report", o.report,
+           "also one HTML page: curves, the worst frames beside the source, waveforms")
+      .ValueName("NAME.html");
+  command.Add("--worst", o.worst, "frames with pictures in the report").ShowDefault().Within(1, 50);
+  AddStartOption(command, o.stream.start);
+  AddPictureOptions(command, o.stream);
+  AddThreadsOption(command, o.threads, "frames compared at once; the figures are the same");
+  command.AddFlag("-f,--force", o.force, "replace a report that exists");
+  command.AddFlag("-q,--quiet", o.quiet, "no line that tells how far it is");
   command.Footer(kFooter);
   command.Run([options] { Compare(*options); });
 }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tkmjpg.h"
+#include "tools/tkmjpg/commands/conceal.h"
 #include "tools/tkmjpg/commands/frame_decoder.h"
 #include "tools/tkmjpg/commands/ordered_pipeline.h"
 #include "tools/tkmjpg/error.h"
@@ -16,6 +17,7 @@ constexpr uint32_t kNewMemory = 256;
 struct FrameJob {
   Bytes stream;  // empty: the last frame again
   Bytes packed;
+  Picture picture;  // kept for the frame after it, if that may need it
   DecodedFrame decoded;
 };
 
@@ -30,14 +32,16 @@ class Film {
       : reader_(reader),
         writer_(writer),
         settings_(settings),
-        decoder_(format.width, format.height, writer.Layout(), settings.flags),
+        decoder_(format.width, format.height, writer.Layout(), settings.flags, format.chroma),
         pictures_(static_cast<size_t>(settings.threads)) {}
 
   FilmResult Run() {
     SkipToFirst();
     RunOrdered<FrameJob>(
         settings_.threads, [this](FrameJob& job) { return Read(job); },
-        [this](FrameJob& job, int thread) { Work(job, pictures_[static_cast<size_t>(thread)]); },
+        [this](FrameJob& job, int thread) {
+          Work(job, settings_.conceal ? job.picture : pictures_[static_cast<size_t>(thread)]);
+        },
         [this](FrameJob& job) { Write(job); });
     return result_;
   }
@@ -86,26 +90,35 @@ class Film {
   // Makes `last_` the picture of this frame.
   void Settle(FrameJob& job) {
     if (job.decoded.refusal.empty() && job.decoded.memory_before != memory_) {
-      Decode(job, memory_, again_);
+      Decode(job, memory_, settings_.conceal ? job.picture : again_);
     }
     if (job.decoded.refusal.empty()) {
       memory_ = job.decoded.memory_after;
       guess_.store(memory_, std::memory_order_relaxed);
+      if (!job.decoded.damage.empty()) SettleDamage(job);
       std::swap(last_, job.packed);
-      if (!job.decoded.damage.empty()) Note(result_.damaged, job.decoded.damage);
+      if (settings_.conceal) std::swap(last_picture_, job.picture);
       return;
     }
-    if (!settings_.keep_going) {
-      throw InputError(settings_.name + ": frame " + std::to_string(written_) + ": " +
-                       job.decoded.refusal);
+    if (!settings_.keep_going && !settings_.conceal) {
+      throw InputError(settings_.name + ": " + Place() + ": " + job.decoded.refusal);
     }
-    Note(result_.repeated, job.decoded.refusal);
+    Note(result_.repeated, Place() + ": " + job.decoded.refusal);
   }
+
+  void SettleDamage(FrameJob& job) {
+    Note(result_.damaged, Describe(job.decoded.damage.front(), Place()));
+    if (!settings_.conceal) return;
+    if (!Conceal(job.stream, decoder_, last_picture_, job.picture)) return;
+    ++result_.concealed;
+    writer_.Pack(job.picture, job.packed);
+  }
+
+  std::string Place() const { return "frame " + std::to_string(written_); }
 
   void Note(int64_t& count, const std::string& what) {
     ++count;
-    if (!result_.first_damage.empty()) return;
-    result_.first_damage = "frame " + std::to_string(written_) + ": " + what;
+    if (result_.first_damage.empty()) result_.first_damage = what;
   }
 
   StreamReader& reader_;
@@ -115,6 +128,7 @@ class Film {
   std::vector<Picture> pictures_;  // one a thread
   Picture again_;                  // for frames that are decoded in sequence
   Bytes last_;                     // the last frame that was written
+  Picture last_picture_;           // and what it shows, where lost lines are concealed
   int64_t next_ = 0;               // frame to read
   int64_t written_ = 0;            // frame to write
   uint32_t memory_ = kNewMemory;   // as the last written frame left it

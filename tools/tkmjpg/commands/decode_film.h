@@ -17,6 +17,7 @@ struct FilmSettings {
   int64_t first = 0;         // frame to begin with
   int64_t last = INT64_MAX;  // frame to end with
   bool keep_going = false;   // a frame that cannot be decoded: the one before it again
+  bool conceal = false;      // lines that are lost: those of the frame before
   // Called after each frame, in order, with the bytes it had in the stream.
   std::function<void(size_t bytes)> progress = [](size_t) {};
 };
@@ -25,8 +26,9 @@ struct FilmResult {
   int64_t frames = 0;
   uint64_t stream_bytes = 0;
   int64_t damaged = 0;       // frames that were decoded as far as they go
+  int64_t concealed = 0;     // of these, frames with lines of the frame before
   int64_t repeated = 0;      // frames that could not be decoded
-  std::string first_damage;  // "frame 7: ..."
+  std::string first_damage;  // "frame 7, MCU row 13: ..."
 };
 
 // `format` is the size of the pictures. Throws InputError at a frame that cannot be decoded.

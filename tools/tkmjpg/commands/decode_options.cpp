@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 
 #include "tkmjpg.h"
+#include "tools/tkmjpg/commands/film_end.h"
 #include "tools/tkmjpg/commands/film_input.h"
 #include "tools/tkmjpg/commands/threads_option.h"
+#include "tools/tkmjpg/commands/warnings.h"
 #include "tools/tkmjpg/error.h"
-#include "tools/tkmjpg/terminal/printable.h"
+#include "tools/tkmjpg/media/open_output.h"
 #include "tools/tkmjpg/terminal/progress.h"
 
 namespace tkmjpg::tool {
@@ -33,14 +34,17 @@ void ParseFrames(const std::string& text, FilmSettings& settings) {
   if (settings.first > settings.last) throw UsageError("--frames: '" + text + "' is empty");
 }
 
-void Warn(const DecodeOptions& options, const std::string& what) {
-  if (options.quiet) return;
-  const std::string text = options.input + ": warning: " + what;
-  std::fprintf(stderr, "tkmjpg: %s\n", Printable(text).c_str());
-}
-
 std::string Counted(int64_t count, const std::string& what) {
   return std::to_string(count) + (count == 1 ? " frame " : " frames ") + what;
+}
+
+// "frame 7: invalid code at byte 4711 (3 of 100 frames damaged, 2 concealed)"
+std::string Summary(const FilmResult& result) {
+  std::string text = result.first_damage + " (" + std::to_string(result.damaged) + " of " +
+                     Counted(result.frames, "damaged");
+  if (result.concealed > 0) text += ", " + std::to_string(result.concealed) + " concealed";
+  if (result.repeated > 0) text += ", " + std::to_string(result.repeated) + " replaced";
+  return text + ")";
 }
 
 int64_t FramesToCome(int64_t count, const FilmSettings& settings) {
@@ -54,9 +58,6 @@ uint32_t DecodeOptions::Flags() const {
   uint32_t flags = 0;
   if (one_field) flags |= TKMJPG_D_ONE_FIELD;
   if (smart) flags |= TKMJPG_D_ONE_FIELD_SMART;
-  if (invert_fields) flags |= TKMJPG_D_INVERT_FIELDS;
-  if (use_avi1_markers) flags |= TKMJPG_D_USE_AVI1_MARKERS;
-  if (full_range) flags |= TKMJPG_D_FULL_RANGE;
   return flags;
 }
 
@@ -66,21 +67,18 @@ FilmSettings DecodeOptions::Settings() const {
   settings.flags = Flags();
   settings.threads = threads;
   settings.keep_going = keep_going;
+  settings.conceal = conceal;
   ParseFrames(frames, settings);
   return settings;
 }
 
 void AddDecodeOptions(const Command& command, DecodeOptions& o) {
-  command.Add("INPUT", o.input, "NAME.avi, NAME.mjpg, NAME.jpg, NAME_%04d.jpg, or -").Required();
+  command
+      .Add("INPUT", o.input, "NAME.avi, .mov, .mp4, .mkv, .nut, .mjpg, .jpg, NAME_%04d.jpg, or -")
+      .Required();
   command.Add("--frames", o.frames, "A:B, frame A to frame B, counted from 0; B included");
   command.AddFlag("--one-field", o.one_field, "of a field pair take the first image only");
   command.AddFlag("--smart", o.smart, "a picture made from one field: interpolate, do not double");
-  command.AddFlag("--invert-fields", o.invert_fields,
-                  "the first image has the even lines, not the odd ones");
-  command.AddFlag("--use-avi1-markers", o.use_avi1_markers,
-                  "a first image with field code 2 inverts the lines once more");
-  command.AddFlag("--full-range", o.full_range,
-                  "luma in the stream is 0 to 255: RGB is not expanded, Y4M is marked so");
   AddStreamOptions(command, o.stream);
 }
 
@@ -89,6 +87,9 @@ void AddRunOptions(const Command& command, DecodeOptions& o) {
   command.AddFlag("--keep-going", o.keep_going,
                   "where a frame cannot be decoded, repeat the one before it; of a damaged input "
                   "keep the frames before");
+  command.AddFlag("--conceal", o.conceal,
+                  "where rows of a damaged frame are lost, those of the frame before it; a frame "
+                  "that cannot be decoded is the one before it");
   command.AddFlag("-q,--quiet", o.quiet, "print nothing but errors");
 }
 
@@ -96,28 +97,33 @@ void RunDecode(const DecodeOptions& options, const std::string& output, const Op
   FilmSettings settings = options.Settings();
   FilmInput input(options.input, options.stream, settings.flags);
   input.RequireSize();
-  FrameWriter& writer = open(input.Format());
+  settings.flags = input.DecodeFlags();
+  FrameWriter& writer = open(input.Format(), input);
   Progress progress(options.quiet ? Verbosity::kQuiet : Verbosity::kNormal, input.Format(),
                     FramesToCome(input.FrameCount(), settings));
   settings.progress = [&](size_t bytes) { progress.Add(bytes); };
   FilmResult result;
-  try {
+  const FilmEnd film = {output, [&] { return progress.Frames(); },
+                        [&](bool early) {
+                          if (early || settings.last != INT64_MAX) writer.EndSoundHere();
+                          writer.Finish();
+                        },
+                        options.keep_going || options.input == "-"};
+  RunToEnd(film, [&] {
     result = DecodeFilm(input, input.Format(), writer, settings);
     if (result.frames == 0) throw InputError(options.input + ": holds no frame to decode");
-  } catch (const InputError&) {
-    if (options.keep_going && progress.Frames() > 0) writer.Finish();
-    throw;
-  }
-  writer.Finish();
+  });
   progress.Summarise(output);
-  for (const std::string& problem : input.Problems()) Warn(options, problem);
-  if (result.repeated > 0) {
-    throw InputError(options.input + ": " + result.first_damage + " (" +
-                     Counted(result.repeated, "could not be decoded)"));
+  for (const std::string& problem : input.Problems()) {
+    if (!options.quiet) WarnOf(options.input, problem);
   }
-  if (result.damaged > 0) {
-    Warn(options, result.first_damage + " (" + Counted(result.damaged, "damaged)"));
+  const std::string extension = Extension(output);
+  const bool tells_rate = extension == "y4m" || extension == "avi" || output == "-";
+  if (input.Format().rate_assumed && tells_rate && result.frames > 1 && !options.quiet) {
+    WarnOf(options.input, AssumedRate(input.Format().rate));
   }
+  if (result.damaged + result.repeated > 0)
+    throw DamageError(options.input + ": " + Summary(result));
 }
 
 }  // namespace tkmjpg::tool

@@ -7,6 +7,7 @@
 
 #include "tools/tkmjpg/commands/command_line.h"
 #include "tools/tkmjpg/commands/decode_film.h"
+#include "tools/tkmjpg/commands/film_input.h"
 #include "tools/tkmjpg/commands/stream_options.h"
 
 namespace tkmjpg::tool {
@@ -16,11 +17,9 @@ struct DecodeOptions {
   std::string frames;  // "A:B"
   bool one_field = false;
   bool smart = false;
-  bool invert_fields = false;
-  bool use_avi1_markers = false;
-  bool full_range = false;
   StreamOptions stream;
   bool keep_going = false;
+  bool conceal = false;
   bool quiet = false;
   int threads = 1;
 
@@ -32,8 +31,9 @@ void AddDecodeOptions(const Command& command, DecodeOptions& options);
 void AddRunOptions(const Command& command, DecodeOptions& options);
 
 // Decodes `options.input` to the writer that `open` makes, with progress, warnings and summary,
-// and finishes it. The summary names `output`.
-using OpenWriter = std::function<FrameWriter&(const VideoFormat& format)>;
+// and finishes it. The summary names `output`. Throws DamageError if
+// frames are damaged.
+using OpenWriter = std::function<FrameWriter&(const VideoFormat& format, FilmInput& film)>;
 void RunDecode(const DecodeOptions& options, const std::string& output, const OpenWriter& open);
 
 }  // namespace tkmjpg::tool

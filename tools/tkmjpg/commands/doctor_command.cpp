@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kSharedLibrary[] = "libtkmjpg.so." TKMJPG_VERSION_MAJOR;
+constexpr char kSharedLibrary[] = "libtkmjpg.so." TKMJPG_SOVERSION;
 
 void Line(const char* what, const std::string& text) {
   Print("%-16s %s\n", what, Printable(text).c_str());

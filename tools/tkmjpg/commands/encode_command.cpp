@@ -8,10 +8,14 @@
 #include <utility>
 #include <vector>
 
+#include "tools/tkmjpg/commands/film_end.h"
+#include "tools/tkmjpg/commands/film_frames.h"
+#include "tools/tkmjpg/commands/film_sound.h"
 #include "tools/tkmjpg/commands/frame_encoder.h"
 #include "tools/tkmjpg/commands/ordered_pipeline.h"
 #include "tools/tkmjpg/commands/stream_options.h"
 #include "tools/tkmjpg/commands/threads_option.h"
+#include "tools/tkmjpg/commands/warnings.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/open_input.h"
 #include "tools/tkmjpg/media/open_output.h"
@@ -23,45 +27,58 @@ namespace tkmjpg::tool {
 namespace {
 
 constexpr char kFooter[] =
-    "INPUT is a Y4M file (4:2:0, 4:2:2, 4:4:4 or mono, 8 bits; - is standard input), a PNG\n"
-    "picture or sequence (frame_%04d.png, from 0, 1 or --start on, without gaps), raw frames\n"
-    "(with --size), or a moving test picture made here (testcard:720x576@25 has 100 frames,\n"
-    "testcard:720x576@25:FRAMES as many as it says).\n"
+    "INPUT is a Y4M file (4:2:0, 4:2:2, 4:4:4 or mono, 8 bits; - is standard input), a PNG, PPM,\n"
+    "PGM or JPEG picture or sequence (frame_%04d.png, from 0, 1 or --start on, without gaps), a\n"
+    "Motion-JPEG film in any container that decode reads, uncompressed AVI (BGR, YUY2, UYVY), raw\n"
+    "frames (with --size), or a moving test picture made here (testcard:720x576@25 has 100 "
+    "frames,\n"
+    "testcard:720x576@25:FRAMES as many as it says). A film's sound goes along into AVI as it is.\n"
     "OUTPUT is NAME.avi, NAME.mjpg (frames back to back; - is standard output), or NAME.jpg or\n"
     "NAME_%04d.jpg (a file for each frame, from 0 on). It gets its name when it is whole. A file\n"
     "that exists is kept unless --force is given; its mode and symbolic links to it stay. The\n"
     "input is never replaced, and nothing is written to a terminal.\n"
     "\n"
-    "Interlaced Y4M is coded as two images a frame, one a field; --fields and --progressive say\n"
-    "otherwise. Line 0 belongs to the top field. The bottom field's image, with field code 1, "
-    "comes\n"
-    "first in the stream, as decoders of this format expect; the AVI header tells which field is\n"
-    "first in time. Many general players expect the image of the top field first:\n"
-    "--top-image-first is for them. 4:2:0 chroma is interpolated between lines where its\n"
-    "siting says, within each field of interlaced video. Full-range Y4M becomes 16 to 235.\n"
+    "--for players (default): plays in FFmpeg, VLC, mpv, GStreamer and mjpegtools. Fields have "
+    "the\n"
+    "even lines first, comments in the stream say so and that luma is 16 to 235, and heights are\n"
+    "exact. Browsers and jpegdec of GStreamer take all JPEG for 0 to 255: --range full is for "
+    "them.\n"
+    "--for driver: for Windows hosts with the codec's driver: odd lines first, no comments.\n"
+    "`tkmjpg decode` reads both.\n"
     "\n"
-    "Ctrl-C ends the film with the frames read until then, in a whole file; there is none before\n"
-    "the first frame.\n"
+    "Interlaced Y4M is coded as two images a frame, one a field; --fields and --progressive say\n"
+    "otherwise. Line 0 belongs to the top field. 4:2:0 chroma is interpolated between lines where\n"
+    "its siting says, within each field of interlaced video. Y4M says its range (XCOLORRANGE);\n"
+    "raw YUV is taken for 16 to 235.\n"
+    "\n"
+    "A signal (Ctrl-C, SIGTERM, SIGHUP), a full disk or an input that breaks off ends the film "
+    "with\n"
+    "the frames before, in a whole file, and one line says so; there is none before the first "
+    "frame.\n"
     "\n"
     "Frames count from 0 in messages. Exit code: 0 done, 1 bad input or an output that cannot be\n"
-    "written, 2 bad usage, 130 interrupted.";
+    "written (what there is of the film is kept), 2 bad usage, 130, 143 or 129 after a signal.";
 
 struct EncodeOptions {
-  std::string input, output;
+  std::string input, output, sound;
   InputOptions source;
   int quality = 75;
   std::string target_size, bitrate, fields;
-  int mode = 0;
+  int mode = -1;  // as the range wants it
+  std::string profile = "players", range = "limited";
   bool strong = false;
   bool huffman_tables = true;
   bool progressive = false;
-  bool top_image_first = false;
   bool keep_going = false;
   bool quiet = false;
   bool force = false;
   int threads = 1;
 
   bool HasRateControl() const { return !target_size.empty() || !bitrate.empty(); }
+  Profile For() const { return profile == "driver" ? Profile::kDriver : Profile::kPlayers; }
+  Range StreamRange() const { return range == "full" ? Range::kFull : Range::kLimited; }
+  // Readers take JFIF for full range.
+  int Mode() const { return mode >= 0 ? mode : StreamRange() == Range::kFull ? 7 : 0; }
 };
 
 // "25M" is 25 million, "1.5k" 1500.
@@ -92,13 +109,15 @@ int32_t TargetBytes(const EncodeOptions& options, const VideoFormat& format) {
 FrameSettings Settings(const EncodeOptions& options, const VideoFormat& format) {
   FrameSettings settings;
   settings.quality = options.quality;
-  settings.flags = static_cast<uint32_t>(options.mode) << TKMJPG_C_MODE_SHIFT;
-  settings.flags |= FieldFlags(format.field_order,
-                               options.top_image_first ? FirstImage::kTop : FirstImage::kBottom);
+  settings.range = options.StreamRange();
+  settings.form = FormOf(format, settings.range, options.For());
+  settings.flags = static_cast<uint32_t>(options.Mode()) << TKMJPG_C_MODE_SHIFT;
+  settings.flags |= FieldFlags(format.field_order, options.For());
   if (options.huffman_tables) settings.flags |= TKMJPG_C_HUFFMAN_TABLES;
   if (options.source.alpha) settings.flags |= TKMJPG_C_ALPHA;
   if (options.HasRateControl()) {
-    settings.quality = TargetBytes(options, format);
+    const auto marks = static_cast<int32_t>(settings.form ? settings.form->MarkBytes() : 0);
+    settings.quality = std::max(TargetBytes(options, format) - marks, 1);
     settings.flags |= TKMJPG_C_RATE_CONTROL;
     if (options.strong) settings.flags |= TKMJPG_C_STRONG_RATE;
   }
@@ -113,19 +132,25 @@ class EncodeRun {
         reader_(std::move(reader)),
         settings_(Settings(options, reader_->Format())),
         writer_(OpenStreamWriter(options.output, reader_->Format(),
-                                 options.force ? Overwrite::kReplace : Overwrite::kRefuse)),
+                                 options.force ? Overwrite::kReplace : Overwrite::kRefuse,
+                                 SoundFor(options.output, options.sound, reader_->OpenSound()))),
         progress_(options.quiet ? Verbosity::kQuiet : Verbosity::kNormal, reader_->Format(),
                   reader_->FrameCount()) {}
 
   void Run() {
-    try {
+    const FilmEnd film = {options_.output, [this] { return progress_.Frames(); },
+                          [this](bool early) {
+                            if (early) writer_->EndSoundHere();
+                            writer_->Finish();
+                          }};
+    RunToEnd(film, [this] {
       options_.HasRateControl() ? CodeInSequence() : CodeAtOnce();
-      if (progress_.Frames() == 0) RefuseEmptyFilm();
-    } catch (const InputError&) {
-      if (options_.keep_going && progress_.Frames() > 0) Finish();
-      throw;
-    }
-    Finish();
+      if (progress_.Frames() == 0 && !Interrupted()) {
+        throw InputError(options_.input + ": holds no frame");
+      }
+    });
+    progress_.Summarise(options_.output);
+    if (!options_.quiet) Warn();
   }
 
  private:
@@ -195,17 +220,24 @@ class EncodeRun {
   void Write(const Frame& frame) {
     writer_->Write(frame.stream);
     progress_.Add(frame.stream.size());
+    bytes_ += frame.stream.size();
   }
 
-  [[noreturn]] void RefuseEmptyFilm() const {
-    if (!Interrupted()) throw InputError(options_.input + ": holds no frame");
-    throw Interruption(options_.output +
-                       ": interrupted before the first frame; nothing was written");
+  void Warn() const {
+    for (const std::string& problem : reader_->Problems()) WarnOf(options_.input, problem);
+    const std::string lost = LostSound(options_.output, reader_->OpenSound());
+    if (!lost.empty()) WarnOf(options_.input, lost);
+    if (reader_->Format().rate_assumed && progress_.Frames() > 1) {
+      WarnOf(options_.input, AssumedRate(reader_->Format().rate));
+    }
+    if (options_.HasRateControl()) WarnOfSize();
   }
 
-  void Finish() {
-    writer_->Finish();
-    progress_.Summarise(options_.output);
+  void WarnOfSize() const {
+    const double mean = static_cast<double>(bytes_) / static_cast<double>(progress_.Frames());
+    const std::string warning =
+        SizeWarning(mean, TargetBytes(options_, reader_->Format()), reader_->Format().rate);
+    if (!warning.empty()) WarnOf(options_.output, warning);
   }
 
   const EncodeOptions& options_;
@@ -214,7 +246,16 @@ class EncodeRun {
   std::unique_ptr<StreamWriter> writer_;
   Progress progress_;
   int64_t next_ = 0;
+  uint64_t bytes_ = 0;  // of the frames that were written
 };
+
+void CheckRange(const EncodeOptions& options) {
+  if (options.StreamRange() == Range::kLimited) return;
+  if (options.source.alpha) throw UsageError("--alpha: the codec has it in limited range only");
+  const bool says_so =
+      options.For() == Profile::kPlayers || options.Mode() == 5 || options.Mode() == 7;
+  if (!says_so) throw UsageError("--mode: of the driver's headers 5 and 7 alone mean full range");
+}
 
 void Encode(EncodeOptions options) {
   if (options.strong && !options.HasRateControl()) {
@@ -223,8 +264,11 @@ void Encode(EncodeOptions options) {
   if (options.progressive) options.source.field_order = FieldOrder::kProgressive;
   if (options.fields == "top") options.source.field_order = FieldOrder::kTopFirst;
   if (options.fields == "bottom") options.source.field_order = FieldOrder::kBottomFirst;
+  CheckRange(options);
+  options.source.keep_full_range = options.StreamRange() == Range::kFull;
   RefuseSameFile(options.input, options.output);
-  auto reader = OpenFrameReader(options.input, options.source);
+  if (!options.sound.empty()) RefuseSameFile(options.sound, options.output);
+  auto reader = OpenFrames(options.input, options.source);
   CatchInterrupts();  // before there is an output that would be left unfinished
   EncodeRun(options, std::move(reader)).Run();
 }
@@ -236,14 +280,19 @@ void AddSourceOptions(const Command& command, EncodeOptions& o) {
   command.Add("--layout", o.source.layout,
               "of raw frames: YUY2 (default), UYVY, VYUY, BGR3, BGR4, BGRA or R555");
   command.Add("--rate", o.source.rate,
-              "frames a second of raw frames and PNG, as 25 (default) or 30000/1001");
+              "frames a second of raw frames, pictures and .mjpg, as 25 (default) or 30000/1001");
   AddStartOption(command, o.source.start);
+  command.AddFlag("--field-pairs", o.source.field_pairs,
+                  "in .mjpg two images without field codes make a frame");
+  command.Add("--sound", o.sound, "put this FILE.wav into the AVI, in place of the film's sound");
   const Option fields = command.Add("--fields", o.fields,
                                     "code two fields a frame; which comes first: top or bottom");
   fields.OneOf({"top", "bottom"});
   command.AddFlag("--progressive", o.progressive, "code whole frames").Excludes(fields);
-  command.AddFlag("--top-image-first", o.top_image_first,
-                  "of two fields, put the top one's image first in the stream");
+  command.Add("--for", o.profile, "players (default), or driver: its classic form")
+      .OneOf({"players", "driver"});
+  command.Add("--range", o.range, "of luma in the stream: limited (16 to 235, default) or full")
+      .OneOf({"limited", "full"});
   command.AddFlag("--alpha", o.source.alpha, "keep the alpha plane, lossless");
 }
 
@@ -260,7 +309,8 @@ void AddCodingOptions(const Command& command, EncodeOptions& o) {
   command
       .Add("--mode", o.mode,
            "header style: 0 AVI1 (default), 1 short with DC30, 2 short, 3 AVI1 without "
-           "restart interval, 5 JFIF 1.00, 7 JFIF 1.02; 4 and 6 are as 0")
+           "restart interval, 5 JFIF 1.00, 7 JFIF 1.02 (default of --range full); 4 and 6 are as "
+           "0")
       .Within(0, 7);
   command.AddFlag("--huffman-tables,!--no-huffman-tables", o.huffman_tables,
                   "write the Huffman tables into each image (default), or leave them out");
@@ -268,7 +318,8 @@ void AddCodingOptions(const Command& command, EncodeOptions& o) {
 
 void AddRunOptions(const Command& command, EncodeOptions& o) {
   AddThreadsOption(command, o.threads, "frames coded at once; the bytes are the same");
-  command.AddFlag("--keep-going", o.keep_going, "of a damaged input keep the frames before");
+  command.AddFlag("--keep-going", o.keep_going,
+                  "for scripts; what comes before the damage is kept in any case");
   command.AddFlag("-f,--force", o.force, "replace an output that exists");
   command.AddFlag("-q,--quiet", o.quiet, "print nothing but errors");
 }

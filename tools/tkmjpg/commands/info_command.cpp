@@ -2,26 +2,36 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
+#include <string>
 
+#include "tools/tkmjpg/commands/film_sound.h"
 #include "tools/tkmjpg/commands/info_report.h"
 #include "tools/tkmjpg/commands/stream_options.h"
 #include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/streams/frame_damage.h"
 #include "tools/tkmjpg/streams/quality_estimate.h"
 
 namespace tkmjpg::tool {
 namespace {
 
 constexpr char kFooter[] =
-    "One line a frame: bytes, bits a pixel, header style (as encode --mode; - of other writers),\n"
-    "AVI1 field codes, size of the images, quality whose quantisation tables come nearest (~ if\n"
-    "not the same), Huffman tables (none: those of ITU T.81 Annex K are understood), restart\n"
-    "interval, AVI1 size fields. Then a summary, and what is wrong, by frame, counted from 0.";
+    "Ten lines, and what is wrong, by frame, counted from 0. --frames adds a line for each frame:\n"
+    "bytes, bits a pixel, header style (as encode --mode; - of other writers), AVI1 field codes,\n"
+    "size of the images, quality whose quantisation tables come nearest (~ if not the same),\n"
+    "Huffman tables (none: those of ITU T.81 Annex K are understood), restart interval, AVI1 size\n"
+    "fields. --json always has them.";
 
 struct InfoOptions {
   std::string input;
-  bool json = false;
+  bool json = false, frames = false;
   StreamOptions stream;
-  int64_t frame = -1;
+  std::optional<int64_t> frame;
+
+  InfoFrames Listed() const {
+    if (frame) return InfoFrames::kOne;
+    return frames || json ? InfoFrames::kAll : InfoFrames::kNone;
+  }
 };
 
 std::string IndexName(AviIndex index) {
@@ -29,8 +39,24 @@ std::string IndexName(AviIndex index) {
   return index == AviIndex::kRight ? "right" : "wrong";
 }
 
-FilmFacts FactsOf(const FilmInput& film, const std::string& name) {
+std::string FieldsText(const FilmProperties& properties) {
+  const bool even = properties.first_image == FieldLines::kEven;
+  return std::string("the first image has the lines ") + (even ? "0, 2, ..." : "1, 3, ...") + " (" +
+         properties.LinesReason() + ")";
+}
+
+std::string RangeText(const FilmProperties& properties) {
+  const bool full = properties.range == Range::kFull;
+  return std::string("luma ") + (full ? "0 to 255" : "16 to 235") + " (" +
+         properties.RangeReason() + ")";
+}
+
+FilmFacts FactsOf(FilmInput& film, const std::string& name) {
   FilmFacts facts = {name, film.Stream().container, {}, {}, film.Format(), film.Problems()};
+  facts.sound = DescribeSound(film.OpenSound());
+  const FilmProperties& properties = film.Properties();
+  if (properties.fields) facts.fields = FieldsText(properties);
+  facts.range = RangeText(properties);
   if (const AviFile* avi = film.Stream().avi) {
     facts.fourcc = avi->fourcc;
     facts.index = IndexName(avi->index);
@@ -38,12 +64,16 @@ FilmFacts FactsOf(const FilmInput& film, const std::string& name) {
   return facts;
 }
 
-void AddQuality(FilmSummary& summary, const ImageAnalysis& image) {
-  const int quality = FindNearestQuality(image).quality;
-  if (quality == 0) return;
-  if (summary.lowest_quality == 0) summary.lowest_quality = quality;
-  summary.lowest_quality = std::min(summary.lowest_quality, quality);
-  summary.highest_quality = std::max(summary.highest_quality, quality);
+void AddImage(FilmSummary& summary, const ImageAnalysis& image) {
+  if (!image.HasScan()) return;
+  summary.samplings.Add(image.sampling);
+  summary.huffman.Add(HuffmanName(image.huffman));
+  const NearestQuality nearest = FindNearestQuality(image);
+  if (nearest.quality == 0) return;
+  if (summary.lowest_quality == 0) summary.lowest_quality = nearest.quality;
+  summary.lowest_quality = std::min(summary.lowest_quality, nearest.quality);
+  summary.highest_quality = std::max(summary.highest_quality, nearest.quality);
+  summary.quality_exact = summary.quality_exact && nearest.exact;
 }
 
 void Add(FilmSummary& summary, const FrameAnalysis& frame) {
@@ -59,33 +89,41 @@ void Add(FilmSummary& summary, const FrameAnalysis& frame) {
   summary.alphas += frame.alpha_offset != 0 ? 1 : 0;
   if (frame.NeedsRecoding() && summary.recodable++ == 0) summary.other_shape = frame.OtherShape();
   summary.with_problems += frame.problems.empty() ? 0 : 1;
-  for (const ImageAnalysis& image : frame.images) AddQuality(summary, image);
+  for (const ImageAnalysis& image : frame.images) AddImage(summary, image);
+}
+
+void Finish(FilmSummary& summary, const VideoFormat& format) {
+  const auto frames = static_cast<double>(summary.frames);
+  const auto shown = static_cast<double>(std::max<int64_t>(summary.frames - summary.repeats, 1));
+  summary.bits_per_pixel = BitsPerPixel(static_cast<size_t>(summary.bytes), format) / shown;
+  if (format.rate.num <= 0) return;
+  summary.seconds =
+      frames * static_cast<double>(format.rate.den) / static_cast<double>(format.rate.num);
 }
 
 void PrintInfo(const InfoOptions& options) {
   FilmInput film(options.input, options.stream, 0);
-  const auto report = options.json ? MakeJsonReport() : MakeTextReport();
+  const InfoFrames listed = options.Listed();
+  const auto report = options.json ? MakeJsonReport(listed) : MakeTextReport(listed);
   FilmSummary summary;
-  const bool one = options.frame >= 0;
   int64_t number = 0;
   bool begun = false;
   for (Bytes stream; film.Read(stream); ++number) {
-    if (one && number < options.frame) continue;
+    if (options.frame && number < *options.frame) continue;
     if (!begun) report->Begin(FactsOf(film, options.input));
     begun = true;
-    const FrameAnalysis frame = AnalyseFrame(stream);
+    FrameAnalysis frame = AnalyseFrame(stream);
+    AddDamage(FindDamage(stream, frame), frame);
     Add(summary, frame);
-    report->Frame(number, frame, one);
-    if (one) break;
+    report->Frame(number, frame);
+    if (options.frame) break;
   }
-  if (!begun && one && number > 0) {
-    throw InputError(options.input + ": has no frame " + std::to_string(options.frame) + ", only " +
-                     std::to_string(number));
+  if (!begun && options.frame && number > 0) {
+    throw InputError(options.input + ": has no frame " + std::to_string(*options.frame) +
+                     ", only " + std::to_string(number));
   }
   if (!begun) report->Begin(FactsOf(film, options.input));
-  const auto shown = std::max<int64_t>(summary.frames - summary.repeats, 1);
-  summary.bits_per_pixel =
-      BitsPerPixel(static_cast<size_t>(summary.bytes), film.Format()) / static_cast<double>(shown);
+  Finish(summary, film.Format());
   report->End(summary);
 }
 
@@ -94,10 +132,13 @@ void PrintInfo(const InfoOptions& options) {
 void AddInfoCommand(const CommandLine& line) {
   const Command command = line.AddCommand("info", "What a Motion-JPEG file holds");
   auto options = std::make_shared<InfoOptions>();
-  command.Add("FILE", options->input, "NAME.avi, NAME.mjpg, NAME.jpg, NAME_%04d.jpg, or -")
+  command
+      .Add("FILE", options->input,
+           "NAME.avi, .mov, .mp4, .mkv, .nut, .mjpg, .jpg, NAME_%04d.jpg, or -")
       .Required();
   command.AddFlag("--json", options->json,
                   "for programs; what is no UTF-8 in a name becomes U+FFFD");
+  command.AddFlag("--frames", options->frames, "a line for each frame as well");
   command.Add("--frame", options->frame, "this one only, with segments and tables").NotNegative();
   AddStreamOptions(command, options->stream);
   command.Footer(kFooter);

@@ -1,61 +1,25 @@
-#include <cstdio>
-
 #include "tools/tkmjpg/commands/info_report.h"
 #include "tools/tkmjpg/streams/quality_estimate.h"
+#include "tools/tkmjpg/terminal/json.h"
 #include "tools/tkmjpg/terminal/print.h"
 #include "tools/tkmjpg/terminal/printable.h"
 
 namespace tkmjpg::tool {
 namespace {
 
-// The fields of one JSON object.
-class Object {
- public:
-  Object& Raw(const char* name, const std::string& value) {
-    text_ += text_.empty() ? "{" : ", ";
-    text_ += JsonString(name) + ": " + value;
-    return *this;
-  }
-  Object& Text(const char* name, const std::string& value) { return Raw(name, JsonString(value)); }
-  Object& Bool(const char* name, bool value) { return Raw(name, value ? "true" : "false"); }
-  template <typename Number>
-  Object& Int(const char* name, Number value) {
-    return Raw(name, std::to_string(value));
-  }
-  Object& Real(const char* name, double value) {
-    char number[32];
-    std::snprintf(number, sizeof number, "%.4f", value);
-    return Raw(name, number);
-  }
-  std::string Done() const { return text_ + "}"; }
-
- private:
-  std::string text_;
-};
-
-template <typename Items, typename Write>
-std::string Array(const Items& items, Write write) {
-  std::string text = "[";
-  for (const auto& item : items) {
-    if (text.size() > 1) text += ", ";
-    text += write(item);
-  }
-  return text + "]";
-}
-
 std::string QuantTablesOf(const ImageAnalysis& image) {
-  Object tables;
+  JsonObject tables;
   for (size_t t = 0; t < 4; ++t) {
     if (!image.quant.defined[t]) continue;
     tables.Raw(std::to_string(t).c_str(),
-               Array(image.quant.values[t], [](uint16_t v) { return std::to_string(v); }));
+               JsonArray(image.quant.values[t], [](uint16_t v) { return std::to_string(v); }));
   }
-  return tables.Done() == "}" ? "{}" : tables.Done();
+  return tables.Done();
 }
 
 std::string ImageObject(const ImageAnalysis& image, bool in_full) {
   const NearestQuality nearest = FindNearestQuality(image);
-  Object object;
+  JsonObject object;
   object.Int("offset", image.begin)
       .Int("bytes", image.data_end - image.begin)
       .Int("fill", image.Fill())
@@ -77,9 +41,11 @@ std::string ImageObject(const ImageAnalysis& image, bool in_full) {
 
 class JsonReport : public InfoReport {
  public:
+  explicit JsonReport(bool in_full) : in_full_(in_full) {}
+
   void Begin(const FilmFacts& facts) override {
     format_ = facts.format;
-    Object object;
+    JsonObject object;
     object.Text("file", facts.name).Text("container", facts.container);
     if (!facts.fourcc.empty()) object.Text("fourcc", facts.fourcc);
     if (!facts.index.empty()) object.Text("index", facts.index);
@@ -87,29 +53,34 @@ class JsonReport : public InfoReport {
         .Int("height", format_.height)
         .Text("rate", std::to_string(format_.rate.num) + "/" + std::to_string(format_.rate.den))
         .Text("field_order", FieldOrderName(format_.field_order))
-        .Raw("problems", Array(facts.problems, JsonString));
+        .Text("pixel_aspect", std::to_string(format_.pixel_aspect.num) + ":" +
+                                  std::to_string(format_.pixel_aspect.den))
+        .Raw("sound", JsonArray(facts.sound, JsonString));
+    if (!facts.fields.empty()) object.Text("fields", facts.fields);
+    if (!facts.range.empty()) object.Text("range", facts.range);
+    object.Raw("problems", JsonArray(facts.problems, JsonString));
     std::string head = object.Done();
     head.pop_back();
     Print("%s,\n \"frames\": [", head.c_str());
   }
 
-  void Frame(int64_t number, const FrameAnalysis& frame, bool in_full) override {
-    Object object;
+  void Frame(int64_t number, const FrameAnalysis& frame) override {
+    JsonObject object;
     object.Int("frame", number)
         .Int("bytes", frame.size)
         .Real("bits_per_pixel", BitsPerPixel(frame.size, format_))
         .Bool("repeat", frame.size == 0)
         .Bool("alpha", frame.alpha_offset != 0)
         .Raw("images",
-             Array(frame.images,
-                   [&](const ImageAnalysis& image) { return ImageObject(image, in_full); }))
-        .Raw("problems", Array(frame.problems, JsonString));
+             JsonArray(frame.images,
+                       [&](const ImageAnalysis& image) { return ImageObject(image, in_full_); }))
+        .Raw("problems", JsonArray(frame.problems, JsonString));
     Print("%s\n  %s", first_ ? "" : ",", object.Done().c_str());
     first_ = false;
   }
 
   void End(const FilmSummary& s) override {
-    Object object;
+    JsonObject object;
     object.Int("frames", s.frames)
         .Int("repeats", s.repeats)
         .Int("field_pairs", s.pairs)
@@ -121,17 +92,22 @@ class JsonReport : public InfoReport {
         .Int("largest", s.largest)
         .Int("lowest_quality", s.lowest_quality)
         .Int("highest_quality", s.highest_quality)
-        .Real("bits_per_pixel", s.bits_per_pixel);
+        .Real("bits_per_pixel", s.bits_per_pixel)
+        .Real("seconds", s.seconds)
+        .Real("bits_per_second", s.BitsPerSecond());
     Print("],\n \"summary\": %s}\n", object.Done().c_str());
   }
 
  private:
+  bool in_full_;
   VideoFormat format_;
   bool first_ = true;
 };
 
 }  // namespace
 
-std::unique_ptr<InfoReport> MakeJsonReport() { return std::make_unique<JsonReport>(); }
+std::unique_ptr<InfoReport> MakeJsonReport(InfoFrames frames) {
+  return std::make_unique<JsonReport>(frames == InfoFrames::kOne);
+}
 
 }  // namespace tkmjpg::tool

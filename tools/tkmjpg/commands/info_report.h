@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,18 @@ struct FilmFacts {
   std::string name, container, fourcc, index;  // fourcc and index are empty outside AVI
   VideoFormat format;
   std::vector<std::string> problems;
+  std::vector<std::string> sound = {};  // a line a stream
+  std::string fields = {}, range = {};  // which and why; empty if nothing tells
+};
+
+// Each word once, in the order in which they came.
+class Words {
+ public:
+  void Add(const std::string& word);
+  std::string Joined() const;  // "standard, none"
+
+ private:
+  std::vector<std::string> words_;
 };
 
 struct FilmSummary {
@@ -22,20 +35,25 @@ struct FilmSummary {
   uint64_t bytes = 0;
   size_t smallest = SIZE_MAX, largest = 0;  // frames, repeats aside
   int lowest_quality = 0, highest_quality = 0;
-  double bits_per_pixel = 0;
+  bool quality_exact = true;
+  Words samplings, huffman;
+  double bits_per_pixel = 0, seconds = 0;
+  double BitsPerSecond() const;
 };
+
+enum class InfoFrames { kNone, kAll, kOne };
 
 class InfoReport {
  public:
   virtual ~InfoReport() = default;
   virtual void Begin(const FilmFacts& facts) = 0;
   // `number` counts from 0. An empty frame stands for the last one again.
-  virtual void Frame(int64_t number, const FrameAnalysis& frame, bool in_full) = 0;
+  virtual void Frame(int64_t number, const FrameAnalysis& frame) = 0;
   virtual void End(const FilmSummary& summary) = 0;
 };
 
-std::unique_ptr<InfoReport> MakeTextReport();
-std::unique_ptr<InfoReport> MakeJsonReport();
+std::unique_ptr<InfoReport> MakeTextReport(InfoFrames frames);
+std::unique_ptr<InfoReport> MakeJsonReport(InfoFrames frames);
 
 // Words that both use.
 std::string FieldOrderName(FieldOrder order);

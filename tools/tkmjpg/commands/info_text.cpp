@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "tools/tkmjpg/commands/info_report.h"
+#include "tools/tkmjpg/commands/info_summary.h"
 #include "tools/tkmjpg/streams/quality_estimate.h"
 #include "tools/tkmjpg/terminal/print.h"
 #include "tools/tkmjpg/terminal/printable.h"
@@ -60,65 +61,69 @@ std::string Interval(const ImageAnalysis& image) {
   return image.restart_interval ? std::to_string(*image.restart_interval) : "-";
 }
 
+std::string ProblemsOf(int64_t number, const FrameAnalysis& frame) {
+  std::string line = "  frame ";
+  line += std::to_string(number) + ": " + frame.problems[0];
+  for (size_t i = 1; i < frame.problems.size(); ++i) line += "; " + frame.problems[i];
+  return Printable(line);
+}
+
 class TextReport : public InfoReport {
  public:
+  explicit TextReport(InfoFrames frames) : frames_(frames) {}
+
   void Begin(const FilmFacts& facts) override {
-    format_ = facts.format;
+    facts_ = facts;
     Print("%s: %s", Printable(facts.name).c_str(), facts.container.c_str());
     if (!facts.fourcc.empty()) Print(", %s", Printable(facts.fourcc).c_str());
-    const double rate =
-        static_cast<double>(format_.rate.num) / static_cast<double>(format_.rate.den);
-    Print(", %dx%d, %.6g frames a second, %s", format_.width, format_.height, rate,
-          FieldOrderName(format_.field_order).c_str());
-    if (!facts.index.empty()) Print(", index %s", facts.index.c_str());
     Print("\n");
     for (const std::string& problem : facts.problems) Print("  %s\n", Printable(problem).c_str());
+    if (frames_ == InfoFrames::kNone) return;
     Print("\n%7s %9s %8s %4s %6s %-16s %7s %-8s %5s %-5s %s\n", "frame", "bytes", "bits/px", "mode",
           "fields", "image", "quality", "Huffman", "DRI", "sizes", "alpha");
   }
 
-  void Frame(int64_t number, const FrameAnalysis& frame, bool in_full) override {
+  void Frame(int64_t number, const FrameAnalysis& frame) override {
+    if (!frame.problems.empty()) NoteProblems(number, frame);
+    if (frames_ == InfoFrames::kNone) return;
     if (frame.size == 0) {
       Print("%7lld         0  the last frame again\n", static_cast<long long>(number));
       return;
     }
-    if (!frame.problems.empty()) NoteProblems(number, frame);
     if (frame.images.empty()) {
       Print("%7lld %9zu  no image\n", static_cast<long long>(number), frame.size);
-      return;
+    } else {
+      PrintLine(number, frame);
     }
-    const ImageAnalysis& image = frame.images[0];
-    Print("%7lld %9zu %8.3f %4s %6s %-16s %7s %-8s %5s %-5s %s\n", static_cast<long long>(number),
-          frame.size, BitsPerPixel(frame.size, format_), Mode(image).c_str(),
-          FieldCodes(frame).c_str(), ImageSizes(frame).c_str(), Quality(frame).c_str(),
-          HuffmanName(image.huffman).c_str(), Interval(image).c_str(),
-          SizeFieldsWord(frame).c_str(), frame.alpha_offset != 0 ? "yes" : "-");
-    if (in_full) PrintImages(frame);
+    if (!frame.problems.empty()) Print("%s\n", ProblemsOf(number, frame).c_str());
   }
 
-  void End(const FilmSummary& s) override {
-    Print("\n%lld frames, %llu bytes, %.3f bits a pixel", static_cast<long long>(s.frames),
-          static_cast<unsigned long long>(s.bytes), s.bits_per_pixel);
-    if (s.largest > 0) Print("; frames of %zu to %zu bytes", s.smallest, s.largest);
-    if (s.highest_quality > 0) {
-      Print(", quality %d to %d", s.lowest_quality, s.highest_quality);
+  void End(const FilmSummary& summary) override {
+    if (frames_ == InfoFrames::kOne) return;
+    if (frames_ == InfoFrames::kAll) Print("\n");
+    for (const auto& [name, text] : SummaryLines(facts_, summary)) {
+      Print("  %-9s %s\n", name, Printable(text).c_str());
     }
-    Print("\n%lld field pairs, %lld with alpha, %lld repeats, %lld with anomalies\n",
-          static_cast<long long>(s.pairs), static_cast<long long>(s.alphas),
-          static_cast<long long>(s.repeats), static_cast<long long>(s.with_problems));
-    if (s.recodable > 0) {
-      Print("%lld to be recoded without loss before decoding: %s\n",
-            static_cast<long long>(s.recodable), s.other_shape.c_str());
-    }
-    for (const std::string& line : anomalies_) Print("%s\n", Printable(line).c_str());
+    if (frames_ == InfoFrames::kAll) return;
+    for (const std::string& line : anomalies_) Print("%s\n", line.c_str());
+    const auto more = summary.with_problems - static_cast<int64_t>(anomalies_.size());
+    if (more > 0) Print("  and %lld more; --frames lists them\n", static_cast<long long>(more));
   }
 
  private:
   void NoteProblems(int64_t number, const FrameAnalysis& frame) {
-    std::string line = "  frame ";
-    line += std::to_string(number) + ": " + frame.problems[0];
-    for (size_t i = 1; i < frame.problems.size(); ++i) line += "; " + frame.problems[i];
-    anomalies_.push_back(line);
+    constexpr size_t kMostShown = 10;
+    if (anomalies_.size() < kMostShown) anomalies_.push_back(ProblemsOf(number, frame));
+  }
+
+  void PrintLine(int64_t number, const FrameAnalysis& frame) const {
+    const ImageAnalysis& image = frame.images[0];
+    Print("%7lld %9zu %8.3f %4s %6s %-16s %7s %-8s %5s %-5s %s\n", static_cast<long long>(number),
+          frame.size, BitsPerPixel(frame.size, facts_.format), Mode(image).c_str(),
+          FieldCodes(frame).c_str(), ImageSizes(frame).c_str(), Quality(frame).c_str(),
+          HuffmanName(image.huffman).c_str(), Interval(image).c_str(),
+          SizeFieldsWord(frame).c_str(), frame.alpha_offset != 0 ? "yes" : "-");
+    if (frames_ == InfoFrames::kOne) PrintImages(frame);
   }
 
   static void PrintImages(const FrameAnalysis& frame) {
@@ -148,13 +153,16 @@ class TextReport : public InfoReport {
     Print("\n");
   }
 
-  VideoFormat format_;
-  std::vector<std::string> anomalies_;
+  InfoFrames frames_;
+  FilmFacts facts_;
+  std::vector<std::string> anomalies_;  // the first ones
 };
 
 }  // namespace
 
-std::unique_ptr<InfoReport> MakeTextReport() { return std::make_unique<TextReport>(); }
+std::unique_ptr<InfoReport> MakeTextReport(InfoFrames frames) {
+  return std::make_unique<TextReport>(frames);
+}
 
 std::string FieldOrderName(FieldOrder order) {
   if (order == FieldOrder::kTopFirst) return "top field first";

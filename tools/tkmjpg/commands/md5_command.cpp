@@ -19,11 +19,22 @@ struct Md5Options : DecodeOptions {
   std::string layout, verify;
 };
 
-std::string DigestOf(DecodeOptions options, const std::string& layout) {
+struct Result {
+  std::string digest;
+  std::string damage;  // of the film; empty if there is none
+};
+
+Result Decode(DecodeOptions options, const std::string& layout) {
   options.quiet = true;
   Md5Writer writer(RawLayout(layout));
-  RunDecode(options, "", [&](const VideoFormat&) -> FrameWriter& { return writer; });
-  return writer.Digest();
+  Result result;
+  try {
+    RunDecode(options, "", [&](const VideoFormat&, FilmInput&) -> FrameWriter& { return writer; });
+  } catch (const DamageError& error) {
+    result.damage = error.what();
+  }
+  result.digest = writer.Digest();
+  return result;
 }
 
 std::string LowerCase(std::string text) {
@@ -33,7 +44,9 @@ std::string LowerCase(std::string text) {
 
 void PrintOrVerify(const Md5Options& options) {
   if (!options.verify.empty()) return VerifyMd5(options, options.layout, options.verify);
-  Print("%s\n", DigestOf(options, options.layout).c_str());
+  const Result result = Decode(options, options.layout);
+  Print("%s\n", result.digest.c_str());
+  if (!result.damage.empty()) throw DamageError(result.damage);
 }
 
 }  // namespace
@@ -42,10 +55,11 @@ void VerifyMd5(const DecodeOptions& options, const std::string& layout, const st
   const bool is_digest = wanted.size() == 32 &&
                          wanted.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
   if (!is_digest) throw UsageError("--verify: '" + wanted + "' is no MD5 of 32 digits");
-  const std::string digest = DigestOf(options, layout);
-  if (digest != LowerCase(wanted)) {
-    throw InputError(options.input + ": MD5 is " + digest + ", not " + LowerCase(wanted));
+  const Result result = Decode(options, layout);
+  if (result.digest != LowerCase(wanted)) {
+    throw InputError(options.input + ": MD5 is " + result.digest + ", not " + LowerCase(wanted));
   }
+  if (!result.damage.empty()) throw DamageError(result.damage);
 }
 
 void AddMd5Command(const CommandLine& line) {

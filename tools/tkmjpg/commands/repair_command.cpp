@@ -3,13 +3,18 @@
 #include <cstdio>
 #include <memory>
 
+#include "tools/tkmjpg/commands/code_again.h"
+#include "tools/tkmjpg/commands/film_end.h"
 #include "tools/tkmjpg/commands/film_input.h"
+#include "tools/tkmjpg/commands/film_sound.h"
 #include "tools/tkmjpg/commands/ordered_pipeline.h"
 #include "tools/tkmjpg/commands/stream_options.h"
 #include "tools/tkmjpg/commands/threads_option.h"
+#include "tools/tkmjpg/commands/warnings.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/open_output.h"
 #include "tools/tkmjpg/media/same_file.h"
+#include "tools/tkmjpg/streams/frame_damage.h"
 #include "tools/tkmjpg/streams/repair_check.h"
 #include "tools/tkmjpg/streams/stream_repair.h"
 #include "tools/tkmjpg/terminal/printable.h"
@@ -21,16 +26,22 @@ constexpr char kFooter[] =
     "Puts the standard Huffman tables into images that have none (or takes them out), writes\n"
     "right AVI1 size fields, completes an image that breaks off, drops what is no frame, and\n"
     "writes a new index. 4:2:2 images of other writers (MCUs of another size, Huffman tables of\n"
-    "their own, other numbers of quantisation tables, tables that the second image of a field\n"
-    "pair takes from the first) are coded again from the same coefficients, without loss. A frame\n"
-    "that changes is decoded before and after; if its pixels are not the same, it stays as it was\n"
-    "and the exit code is 1. Only video is kept. OUTPUT is NAME.avi, NAME.mjpg, NAME.jpg,\n"
-    "NAME_%04d.jpg, or - (frames back to back).";
+    "their own, other numbers of quantisation tables, progressive or arithmetic codes, tables\n"
+    "that the second image of a field pair takes from the first) are coded again from the same\n"
+    "coefficients, without loss. For other chroma (4:2:0, 4:4:4, grey) and RGB there is no way\n"
+    "without loss: a frame of it is an error, or --recode decodes and encodes it. A frame that\n"
+    "changes is decoded before and after; if its pixels are not the same, it stays as it was and\n"
+    "the exit code is 1. Damage to the entropy-coded data stays, and is told. Sound goes along\n"
+    "into AVI as it is; there a dropped frame leaves a repeat of the one before it, so that sound\n"
+    "and picture stay together. A signal or a full disk ends the film with the frames before, in\n"
+    "a whole file. OUTPUT is NAME.avi, NAME.mjpg, NAME.jpg, NAME_%04d.jpg, or - (frames back to\n"
+    "back).";
 
 struct RepairOptions {
-  std::string input, output;
+  std::string input, output, sound;
   bool huffman_tables = true;
   bool verify = true;
+  bool recode = false;
   int threads = 1;
   StreamOptions stream;
   bool quiet = false;
@@ -39,13 +50,12 @@ struct RepairOptions {
 
 struct RepairCounts {
   int64_t frames = 0, tables = 0, sizes = 0, recoded = 0, completed = 0, dropped = 0;
-  int64_t damaged = 0, kept = 0;
+  int64_t damaged = 0, kept = 0, coded_again = 0;
 
   void Add(const RepairedFrame& frame) {
     tables += frame.tables_changed ? 1 : 0;
     sizes += frame.sizes_fixed ? 1 : 0;
     recoded += frame.recoded && frame.damage.empty() ? 1 : 0;
-    damaged += frame.damage.empty() ? 0 : 1;
     completed += frame.completed ? 1 : 0;
   }
 };
@@ -53,17 +63,20 @@ struct RepairCounts {
 struct RepairJob {
   Bytes stream;  // empty: the last frame again
   RepairedFrame repaired;
+  bool coded_again = false;
+  FrameDamage damage;      // as it came
   std::string difference;  // of the pictures; empty if there is none
 };
 
 // Frames are repaired on several threads and written in order.
 class FilmRepair {
  public:
-  FilmRepair(const RepairOptions& options, FilmInput& film, StreamWriter& writer)
+  FilmRepair(const RepairOptions& options, FilmInput& film, StreamWriter& writer, bool has_sound)
       : options_(options),
         film_(film),
         writer_(writer),
-        can_repeat_(Extension(options.output) == "avi") {}
+        can_repeat_(Extension(options.output) == "avi"),
+        keeps_time_(can_repeat_ && has_sound) {}
 
   void Run() {
     RunOrdered<RepairJob>(
@@ -78,11 +91,30 @@ class FilmRepair {
  private:
   void Work(RepairJob& job) const {
     if (job.stream.empty()) return;
-    job.repaired = RepairFrame(
-        job.stream, options_.huffman_tables ? HuffmanRepair::kAdd : HuffmanRepair::kRemove);
+    job.repaired = Repaired(job.stream);
+    job.damage = FindDamage(job.stream, AnalyseFrame(job.stream));
     job.difference.clear();
+    job.coded_again = options_.recode && !job.repaired.loss.empty();
+    if (job.coded_again) return WorkAgain(job);
     if (options_.verify && !job.repaired.stream.empty() && job.repaired.stream != job.stream) {
       job.difference = ComparePictures(job.stream, job.repaired.stream);
+    }
+  }
+
+  RepairedFrame Repaired(const Bytes& stream) const {
+    return RepairFrame(stream,
+                       options_.huffman_tables ? HuffmanRepair::kAdd : HuffmanRepair::kRemove);
+  }
+
+  // What has to be coded again, which loses a little.
+  void WorkAgain(RepairJob& job) const {
+    const CodedAgain coded = CodeAgain(job.stream);
+    job.repaired.loss = coded.refusal;
+    if (!coded.refusal.empty()) return;
+    job.repaired = Repaired(coded.stream);
+    job.repaired.damage = coded.damage;
+    if (options_.verify && coded.damage.empty()) {
+      job.difference = CompareCodedAgain(job.stream, job.repaired.stream);
     }
   }
 
@@ -91,11 +123,27 @@ class FilmRepair {
     if (job.stream.empty()) return Repeat();
     if (job.repaired.stream.empty()) {
       ++counts_.dropped;
+      if (keeps_time_) writer_.Write(Bytes());
       return;
     }
-    ++counts_.frames;
+    if (!job.repaired.loss.empty()) RefuseLoss(job, number);
+    NoteDamage(job, number);
     last_ = Chosen(job, number);
     writer_.Write(last_);
+    ++counts_.frames;
+  }
+
+  void NoteDamage(const RepairJob& job, int64_t number) {
+    if (job.damage.empty()) return;
+    if (counts_.damaged++ == 0) {
+      first_damage_ = Describe(job.damage.front(), "frame " + std::to_string(number));
+    }
+  }
+
+  [[noreturn]] void RefuseLoss(const RepairJob& job, int64_t number) const {
+    const std::string hint =
+        job.coded_again ? "" : " cannot be kept without loss; --recode codes it again";
+    throw InputError(options_.input + ": " + Located(number, job.repaired.loss + hint));
   }
 
   const Bytes& Chosen(const RepairJob& job, int64_t number) {
@@ -104,15 +152,13 @@ class FilmRepair {
       return job.stream;
     }
     counts_.Add(job.repaired);
-    if (first_damage_.empty() && !job.repaired.damage.empty()) {
-      first_damage_ = Located(number, job.repaired.damage);
-    }
+    counts_.coded_again += job.coded_again ? 1 : 0;
     return job.repaired.stream;
   }
 
   void Repeat() {
-    ++counts_.frames;
     if (can_repeat_ || !last_.empty()) writer_.Write(can_repeat_ ? Bytes() : last_);
+    ++counts_.frames;
   }
 
   static std::string Located(int64_t number, const std::string& what) {
@@ -123,7 +169,8 @@ class FilmRepair {
   FilmInput& film_;
   StreamWriter& writer_;
   bool can_repeat_;
-  Bytes last_;  // as it was written
+  bool keeps_time_;  // what is dropped leaves a repeat of the frame before it, for the sound's sake
+  Bytes last_;       // as it was written
   int64_t number_ = 0;
   RepairCounts counts_;
   std::string first_damage_, first_kept_;
@@ -140,23 +187,55 @@ void Summarise(const RepairOptions& options, const FilmRepair& repair) {
                options.huffman_tables ? "put in" : "taken out",
                static_cast<long long>(counts.sizes), static_cast<long long>(counts.recoded),
                static_cast<long long>(counts.completed), static_cast<long long>(counts.dropped));
+  if (counts.coded_again > 0) {
+    std::fprintf(stderr, "%s: %lld coded again at the quality that was found\n",
+                 Printable(options.output).c_str(), static_cast<long long>(counts.coded_again));
+  }
   if (counts.damaged == 0) return;
-  std::fprintf(stderr, "tkmjpg: %s: warning: %s (%lld recoded as far as they are undamaged)\n",
-               Printable(options.input).c_str(), repair.FirstDamage().c_str(),
-               static_cast<long long>(counts.damaged));
+  WarnOf(options.input, repair.FirstDamage() + " (" + std::to_string(counts.damaged) + " of " +
+                            std::to_string(counts.frames) + " frames damaged, and still are)");
+}
+
+// Players put the first image on line 0 where there is an extended header. A film without one whose
+// first image has line 1 is shown right as it is.
+VideoFormat FormatFor(const FilmInput& film) {
+  VideoFormat format = film.Format();
+  const FilmProperties& properties = film.Properties();
+  const bool odd_first = properties.fields && properties.first_image == FieldLines::kOdd;
+  format.extended_header = format.extended_header || !odd_first;
+  return format;
+}
+
+void TellSound(const RepairOptions& options, FilmInput& film, const SoundTracks& kept) {
+  for (const std::string& problem : film.Problems()) WarnOf(options.input, problem);
+  for (const std::string& line : DescribeSound(kept)) {
+    std::fprintf(stderr, "%s: sound: %s\n", Printable(options.output).c_str(), line.c_str());
+  }
+  const std::string lost = LostSound(options.output, film.OpenSound());
+  if (!lost.empty()) WarnOf(options.input, lost);
 }
 
 void Repair(const RepairOptions& options) {
   RefuseSameFile(options.input, options.output);
+  if (!options.sound.empty()) RefuseSameFile(options.sound, options.output);
   FilmInput film(options.input, options.stream, 0);
   film.RequireSize();
-  const auto writer = OpenStreamWriter(options.output, film.Format(),
-                                       options.force ? Overwrite::kReplace : Overwrite::kRefuse);
-  FilmRepair repair(options, film, *writer);
-  repair.Run();
-  if (repair.Counts().frames == 0) throw InputError(options.input + ": holds no frame");
-  writer->Finish();
+  const SoundTracks sound = SoundFor(options.output, options.sound, film.OpenSound());
+  const auto writer =
+      OpenStreamWriter(options.output, FormatFor(film),
+                       options.force ? Overwrite::kReplace : Overwrite::kRefuse, sound);
+  FilmRepair repair(options, film, *writer, !sound.empty());
+  const FilmEnd end = {options.output, [&] { return repair.Counts().frames; },
+                       [&](bool early) {
+                         if (early) writer->EndSoundHere();
+                         writer->Finish();
+                       }};
+  RunToEnd(end, [&] {
+    repair.Run();
+    if (repair.Counts().frames == 0) throw InputError(options.input + ": holds no frame");
+  });
   Summarise(options, repair);
+  if (!options.quiet) TellSound(options, film, sound);
   if (repair.Counts().kept == 0) return;
   throw InputError(options.input + ": " + repair.FirstKept() + " when repaired (" +
                    std::to_string(repair.Counts().kept) + " left as they were)");
@@ -167,14 +246,19 @@ void Repair(const RepairOptions& options) {
 void AddRepairCommand(const CommandLine& line) {
   const Command command = line.AddCommand("repair", "Fix a Motion-JPEG file without loss");
   auto options = std::make_shared<RepairOptions>();
-  command.Add("INPUT", options->input, "NAME.avi, NAME.mjpg, NAME.jpg, NAME_%04d.jpg, or -")
+  command
+      .Add("INPUT", options->input,
+           "NAME.avi, .mov, .mp4, .mkv, .nut, .mjpg, .jpg, NAME_%04d.jpg, or -")
       .Required();
   command.Add("OUTPUT", options->output, "what to write, see below").Required();
   command.AddFlag("--huffman-tables,!--no-huffman-tables", options->huffman_tables,
                   "put missing standard tables in (default), or take standard ones out");
+  command.Add("--sound", options->sound, "put this FILE.wav in, in place of the film's own sound");
   AddStreamOptions(command, options->stream);
   command.AddFlag("--verify,!--no-verify", options->verify,
                   "decode what changes before and after, and compare (default)");
+  command.AddFlag("--recode", options->recode,
+                  "what cannot be kept without loss: decode and encode it, at the quality found");
   AddThreadsOption(command, options->threads, "frames repaired at once; the bytes are the same");
   command.AddFlag("-f,--force", options->force, "replace an output that exists");
   command.AddFlag("-q,--quiet", options->quiet, "print nothing but errors");

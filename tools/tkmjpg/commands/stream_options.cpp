@@ -7,10 +7,26 @@ void AddStartOption(const Command& command, std::optional<int64_t>& start) {
       .NotNegative();
 }
 
+void AddPictureOptions(const Command& command, StreamOptions& options) {
+  command
+      .Add("--first-image", options.first_image,
+           "of field pairs: it has the lines 0, 2, ... (top), 1, 3, ... (bottom), or auto")
+      .OneOf({"top", "bottom", "auto"})
+      .ShowDefault();
+  command
+      .Add("--range", options.range,
+           "of luma in the stream: limited (16 to 235), full (0 to 255), or auto")
+      .OneOf({"limited", "full", "auto"})
+      .ShowDefault();
+}
+
 void AddStreamOptions(const Command& command, StreamOptions& options) {
   AddStartOption(command, options.start);
+  command.Add("--rate", options.rate,
+              "frames a second of .mjpg and .jpg, which do not tell it, as 25 or 30000/1001");
   command.AddFlag("--field-pairs", options.pairs,
                   "in .mjpg two images without field codes make a frame");
+  AddPictureOptions(command, options);
 }
 
 }  // namespace tkmjpg::tool

@@ -12,6 +12,9 @@ namespace tkmjpg::tool {
 // --start of whatever reads numbered pictures.
 void AddStartOption(const Command& command, std::optional<int64_t>& start);
 
+// --first-image and --range.
+void AddPictureOptions(const Command& command, StreamOptions& options);
+
 void AddStreamOptions(const Command& command, StreamOptions& options);
 
 }  // namespace tkmjpg::tool

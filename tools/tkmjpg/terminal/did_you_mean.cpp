@@ -56,11 +56,28 @@ void AddOptions(const CLI::App& app, Words& names) {
   }
 }
 
+// What options of earlier versions have become.
+std::string_view Replacement(std::string_view word) {
+  constexpr std::pair<std::string_view, std::string_view> kReplaced[] = {
+      {"top-image-first", "--for players, which is the default"},
+      {"invert-fields", "--first-image top"},
+      {"use-avi1-markers", "--first-image auto, which is the default"},
+      {"full-range", "--range full"},
+  };
+  for (const auto& [name, replacement] : kReplaced) {
+    if (Bare(word) == name) return replacement;
+  }
+  return {};
+}
+
 bool IsOption(const std::string& word) { return word.size() > 1 && word[0] == '-'; }
 
 // `where` is the subcommand that has been named, if any.
 std::string ExplainWord(const CLI::App& app, const CLI::App* where, const std::string& word,
                         const std::string& error) {
+  if (const std::string_view instead = Replacement(word); !instead.empty()) {
+    return (word + ": is gone; use ").append(instead);
+  }
   Words known;
   if (where != nullptr) AddOptions(*where, known);
   if (!IsOption(word)) {

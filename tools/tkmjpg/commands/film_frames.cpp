@@ -1,0 +1,118 @@
+#include "tools/tkmjpg/commands/film_frames.h"
+
+#include <cstring>
+#include <mutex>
+
+#include "tkmjpg.h"
+#include "tools/tkmjpg/commands/film_input.h"
+#include "tools/tkmjpg/commands/frame_decoder.h"
+#include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/media/avi_picture_reader.h"
+
+namespace tkmjpg::tool {
+namespace {
+
+constexpr uint32_t kNewMemory = 256;
+
+class FilmFrames : public FrameReader {
+ public:
+  FilmFrames(const std::string& name, const StreamOptions& stream, const InputOptions& options)
+      : name_(name), film_(name, stream, 0) {
+    film_.RequireSize();
+    format_ = film_.Format();
+    if (options.field_order) format_.field_order = *options.field_order;
+    // Luma as the stream has it; alpha comes with RGB only.
+    decoder_ = std::make_unique<FrameDecoder>(format_.width, format_.height,
+                                              options.alpha ? TKMJPG_BGRA : TKMJPG_YuYv,
+                                              film_.DecodeFlags());
+  }
+
+  const VideoFormat& Format() const override { return format_; }
+  int64_t FrameCount() const override { return film_.FrameCount(); }
+  SoundTracks OpenSound() override { return film_.OpenSound(); }
+
+  // The frame's number, for messages, then the stream.
+  bool Read(Bytes& raw) override {
+    if (!film_.Read(raw)) return false;
+    if (raw.empty()) raw = last_;  // the frame before goes on
+    last_ = raw;
+    if (frame_ == 0 && !raw.empty()) {
+      Picture picture;
+      memory_ = decoder_->Decode(raw, kNewMemory, picture).memory_after;
+    }
+    Bytes number(sizeof frame_);
+    std::memcpy(number.data(), &frame_, sizeof frame_);
+    raw.insert(raw.begin(), number.begin(), number.end());
+    ++frame_;
+    return true;
+  }
+
+  void Unpack(const Bytes& raw, Picture& picture) const override {
+    int64_t frame = 0;
+    std::memcpy(&frame, raw.data(), sizeof frame);
+    const std::span<const uint8_t> stream = std::span(raw).subspan(sizeof frame);
+    if (stream.empty()) {  // a film that begins with a frame that repeats the one before it
+      decoder_->MakeBlack(picture);
+      if (picture.layout == TKMJPG_YuYv) picture.layout = TKMJPG_YUY2;
+      return;
+    }
+    const DecodedFrame decoded =
+        decoder_->Decode(stream, frame == 0 ? kNewMemory : memory_, picture);
+    if (!decoded.refusal.empty()) {
+      throw InputError(name_ + ": frame " + std::to_string(frame) + ": " + decoded.refusal);
+    }
+    if (!decoded.damage.empty()) Note(frame, decoded.damage.front());
+    if (picture.layout == TKMJPG_YuYv) picture.layout = TKMJPG_YUY2;  // the same to an encoder
+  }
+
+  std::vector<std::string> Problems() const override {
+    std::vector<std::string> problems = film_.Problems();
+    const std::lock_guard lock(mutex_);
+    if (damaged_ > 0) {
+      problems.push_back(first_damage_ + " (" + std::to_string(damaged_) +
+                         (damaged_ == 1 ? " frame" : " frames") + " damaged)");
+    }
+    return problems;
+  }
+
+ private:
+  void Note(int64_t frame, const Damage& damage) const {
+    const std::lock_guard lock(mutex_);
+    if (damaged_++ != 0 && frame > first_damaged_) return;
+    first_damaged_ = frame;
+    first_damage_ = Describe(damage, "frame " + std::to_string(frame));
+  }
+
+  std::string name_;
+  FilmInput film_;
+  VideoFormat format_;
+  std::unique_ptr<FrameDecoder> decoder_;
+  Bytes last_;
+  int64_t frame_ = 0;
+  uint32_t memory_ = kNewMemory;  // as the first frame leaves it
+
+  mutable std::mutex mutex_;
+  mutable int64_t damaged_ = 0, first_damaged_ = 0;
+  mutable std::string first_damage_;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameReader> OpenFrames(const std::string& name, const InputOptions& options) {
+  if (!options.size.empty() || !IsStream(name)) return OpenFrameReader(name, options);
+  if (!options.layout.empty()) throw UsageError("--layout needs --size");
+  if (IsAviFile(name)) {
+    if (auto pictures = OpenAviPictures(name, options.field_order)) {
+      if (options.alpha) throw UsageError("--alpha: uncompressed AVI has no alpha plane");
+      if (!options.rate.empty()) throw UsageError("--rate: " + name + " tells its own");
+      return pictures;
+    }
+  }
+  StreamOptions stream;
+  stream.pairs = options.field_pairs;
+  stream.start = options.start;
+  stream.rate = options.rate;
+  return std::make_unique<FilmFrames>(name, stream, options);
+}
+
+}  // namespace tkmjpg::tool

@@ -1,0 +1,11 @@
+// Text from a format, for lines of bounded length.
+#pragma once
+
+#include <string>
+
+namespace tkmjpg::tool {
+
+// As printf; what is longer than 511 bytes is cut.
+[[gnu::format(printf, 1, 2)]] std::string Text(const char* format, ...);
+
+}  // namespace tkmjpg::tool
