@@ -120,7 +120,7 @@ TEST(AviReader, FindsTheFrames) {
 
 TEST(AviReader, TakesFourccsOfMotionJpegAlone) {
   const Bytes movi = List("movi", Frames(0, 0));
-  for (const char* fourcc : {"MJPG", "mJPG", "mjpg", "dmb1", "dmb2"}) {
+  for (const char* fourcc : {"MJPG", "mJPG", "mjpg", "dmb1", "dmb2", "jpeg"}) {
     EXPECT_EQ(Numbers(Riff(Headers(Stream("vids", fourcc)) + movi)), "0") << fourcc;
   }
   const std::pair<Bytes, const char*> refused[] = {

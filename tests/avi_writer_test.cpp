@@ -59,7 +59,7 @@ std::vector<Bytes> SomeFrames(int count) {
 AviBytes Written(const VideoFormat& format, const std::vector<Bytes>& frames,
                  uint64_t riff_bytes = kAviRiffBytes) {
   const TemporaryFolder folder;
-  AviWriter writer(folder.Path("a.avi"), MjpgAviVideo(format), Overwrite::kRefuse, riff_bytes);
+  AviWriter writer(folder.Path("a.avi"), MjpgAviVideo(format), Overwrite::kRefuse, {}, riff_bytes);
   for (const Bytes& frame : frames) writer.Write(frame);
   writer.Finish();
   return AviBytes(ReadBytes(folder.Path("a.avi")));

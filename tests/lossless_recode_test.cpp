@@ -66,23 +66,24 @@ TEST(LosslessRecode, GoesOnAfterARestart) {
   const RecodedFrame recoded = RecodeFrame(broken, AnalyseFrame(broken));
   const Mcus wanted = Coefficients(source), mcus = Coefficients(recoded.stream);
   EXPECT_NE(recoded.damage, "");
-  EXPECT_EQ(mcus[0], McuBlocks{});
+  EXPECT_EQ(mcus[1], McuBlocks{});
   EXPECT_TRUE(std::equal(mcus.begin() + 2, mcus.end(), wanted.begin() + 2));
 }
 
 // Words of padding are no damage, more is: the scan may have been read with the wrong tables.
 TEST(LosslessRecode, NothingIsLeftOver) {
   const Bytes own = Reshape(Encode(0), kShapes[2]);
-  for (const size_t more : {3U, 4U}) {
+  for (const size_t more : {3U, 40U}) {
     const Bytes longer = Insert(own, own.size() - 2, Bytes(more, 0));
     const std::string damage = RecodeFrame(longer, AnalyseFrame(longer)).damage;
-    EXPECT_EQ(damage.find("4 bytes of entropy-coded data left over"), more == 4 ? 0 : damage.npos);
+    EXPECT_EQ(damage.find("bytes of entropy-coded data left over") != damage.npos, more == 40);
     EXPECT_EQ(damage.empty(), more == 3);
   }
 }
 
 TEST(LosslessRecode, AnyBytesGiveADecodableFrame) {
   std::minstd_rand random(7);
+  int refused = 0;
   for (const Shape& shape : kShapes) {
     const Bytes undamaged = Reshape(Encode(TKMJPG_C_FIELDS), shape);
     for (int round = 0; round < 300; ++round) {
@@ -90,30 +91,35 @@ TEST(LosslessRecode, AnyBytesGiveADecodableFrame) {
       for (int i = 0; i < 4; ++i) stream[random() % stream.size()] = static_cast<uint8_t>(random());
       const FrameAnalysis frame = AnalyseFrame(stream);
       if (!frame.NeedsRecoding()) continue;
-      const FrameAnalysis recoded = AnalyseFrame(RecodeFrame(stream, frame).stream);
-      ASSERT_EQ(recoded.refusal, "");
-      ASSERT_EQ(recoded.images[0].width, frame.images[0].width);
-      ASSERT_EQ(recoded.images[0].height, frame.images[0].height);
+      const RecodedFrame recoded = RecodeFrame(stream, frame);
+      refused += recoded.refusal.empty() ? 0 : 1;
+      if (!recoded.refusal.empty()) continue;
+      const FrameAnalysis after = AnalyseFrame(recoded.stream);
+      ASSERT_EQ(after.refusal + after.OtherShape(), "");
+      ASSERT_EQ(after.images[0].width, frame.images[0].width);
+      ASSERT_EQ(after.images[0].height, frame.images[0].height);
     }
   }
+  EXPECT_LT(refused, 200);  // of 2400; their Huffman tables are none
 }
 
 TEST(LosslessRecode, RefusesByName) {
   const Bytes undamaged = Reshape(Encode(0), kShapes[5]), tables = Reshape(Encode(0), kShapes[1]);
   const size_t sof = FindMarker(undamaged, kSof0), dqt = FindMarker(undamaged, kDqt);
   const struct {
-    const char* refusal;
+    const char* what;
     Bytes stream;
   } cases[] = {
-      {"Cr has a quantisation table of its own", Set(undamaged, dqt + 2 * 69 + 13, {77})},
-      {"2x1 1x1 1x2 image; only 4:2:2", Set(undamaged, sof + 17, {0x12})},
+      {"image with a quantisation table of its own for Cr",
+       Set(undamaged, dqt + 2 * 69 + 13, {77})},
+      {"2x1 1x1 1x2 image", Set(undamaged, sof + 17, {0x12})},
       {"65301x65300 pixels in ", Set(undamaged, sof + 5, {0xFF, 0x14, 0xFF, 0x15})},
       {"quantisation tables are missing", Set(tables, FindMarker(tables, kSof0) + 12, {1})},
   };
   for (const auto& c : cases) {
     const FrameAnalysis frame = AnalyseFrame(c.stream);
-    EXPECT_NE(frame.refusal.find(c.refusal), std::string::npos) << frame.refusal;
-    EXPECT_FALSE(frame.NeedsRecoding()) << c.refusal;
+    EXPECT_NE((frame.refusal + frame.Loss()).find(c.what), std::string::npos) << c.what;
+    EXPECT_FALSE(frame.NeedsRecoding()) << c.what;
   }
 }
 

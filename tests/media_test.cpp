@@ -62,7 +62,7 @@ TEST(Y4mHeader, RefusesByName) {
       {"YUV4MPEG2 W2 H2 F25", "'F25'"},
       {"YUV4MPEG2 W2 H2 Ix", "'Ix'"},
       {"YUV4MPEG2 W2 H2 Cmono12", "Cmono12 has more than 8 bits"},
-      {"YUV4MPEG2 W2 H2 C411", "C411 is no known"},
+      {"YUV4MPEG2 W2 H2 C410", "C410 is no known"},
       {"YUV4MPEG2 W2 H2 C444alpha", "C444alpha is no known"}};
   for (const auto& [text, message] : cases) {
     std::string refusal = "none";
@@ -119,6 +119,13 @@ TEST(PackPlanar, OneLine) {
       {"4:2:2", 4, k422, false, false, {1, 2, 3, 4, 5, 6, 7, 8}, {1, 5, 2, 7, 3, 6, 4, 8}},
       {"mono", 2, Chroma::kMono, false, false, {1, 2}, {1, 128, 2, 128}},
       {"odd", 3, k444, false, false, {1, 2, 3, 10, 20, 30, 40, 50, 60}, {1, 15, 2, 45, 3, 30}},
+      {"4:1:1",
+       6,
+       Chroma::k411,
+       false,
+       false,
+       {1, 2, 3, 4, 5, 6, 8, 16, 40, 80},
+       {1, 8, 2, 40, 3, 10, 4, 50, 5, 14, 6, 70}},
       {"one 4:2:0 line", 2, Chroma::k420, true, false, {1, 2, 3, 4}, {1, 3, 2, 4}},
       {"full", 2, k422, false, true, {0, 255, 0, 255}, {16, 16, 235, 240}},
       {"full", 2, k422, false, true, {128, 1, 128, 128}, {126, 128, 17, 128}},
@@ -135,7 +142,8 @@ TEST(PackPlanar, OneLine) {
 
 // Every small size stays within its planes; the sanitizers watch.
 TEST(PackPlanar, AllSmallSizes) {
-  for (const Chroma chroma : {Chroma::kMono, Chroma::k420, Chroma::k422, Chroma::k444}) {
+  for (const Chroma chroma :
+       {Chroma::kMono, Chroma::k411, Chroma::k420, Chroma::k422, Chroma::k444}) {
     for (int size = 0; size < 9 * 9 * 2; ++size) {
       const PlanarFormat format{1 + size % 9, 1 + size / 9 % 9, chroma, kBetween, size >= 81, true};
       const Bytes planes(PlanarSize(format), 128);

@@ -23,10 +23,9 @@ inline Bytes Encode(uint32_t flags) {
 inline Mcus Coefficients(const Bytes& stream, size_t begin = 0) {
   const ImageAnalysis image = AnalyseImage(stream, begin);
   CoefficientReader reader(stream, image);
-  Mcus all, band;
-  for (int lines = 0; lines < image.height; lines += 8) {
-    reader.ReadBand(band);
-    all.insert(all.end(), band.begin(), band.end());
+  Mcus all(reader.Rows() * reader.Columns());
+  for (size_t row = 0; row < reader.Rows(); ++row) {
+    reader.ReadRow(row, std::span(all).subspan(row * reader.Columns(), reader.Columns()));
   }
   return all;
 }
@@ -123,13 +122,13 @@ inline Bytes Reshape(const Bytes& source, const ImageAnalysis& image, const Shap
     const size_t values = c == 0 ? 5 : 70;
     out = out + Bytes{0xFF, kDqt, 0, 67, shape.quant[c]} + Slice(dqt, values, values + 64);
   }
-  out = out + Set(segment(kSof0), 10, {1, luma, y, 2, chroma, cb, 3, chroma, cr});
+  out = out + Set(segment(kSof0), 10, {0, luma, y, 1, chroma, cb, 2, chroma, cr});
   if (shape.own_tables) {
     out = out + Dht(0x00, kOwnDcLuma) + Dht(0x10, kOwnAcLuma) + Dht(0x01, kOwnDcChroma) +
           Dht(0x11, kOwnAcChroma);
   }
   return out + Bytes{0xFF, kDri, 0, 4, 0, shape.interval} +
-         Set(segment(kSos), 5, {1, 0x00, 2, 0x11, 3, 0x11}) +
+         Set(segment(kSos), 5, {0, 0x00, 1, 0x11, 2, 0x11}) +
          ScanWriter(shape, Coefficients(source, image.begin)).Run() + Bytes{0xFF, kEoi};
 }
 

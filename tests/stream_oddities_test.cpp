@@ -186,7 +186,8 @@ TEST(StreamOddities, DecodeToTheSamePixels) {
       Picture picture;
       const DecodedFrame decoded =
           FrameDecoder(kWidth, kHeight, TKMJPG_YuYv, 0).Decode(odd, 256, picture);
-      EXPECT_EQ(decoded.refusal + decoded.damage, "");
+      EXPECT_EQ(decoded.refusal, "");
+      for (const tkmjpg::tool::Damage& damage : decoded.damage) ADD_FAILURE() << damage.what;
       EXPECT_TRUE(Bytes(picture.pixels.begin(), picture.pixels.end()) == wanted);
       for (const auto huffman : {HuffmanRepair::kAdd, HuffmanRepair::kRemove}) {
         const RepairedFrame repaired = RepairFrame(odd, huffman);
@@ -233,8 +234,9 @@ TEST(StreamOddities, PairWithAnImageThatIsRefused) {
 TEST(StreamOddities, AnImageThatWouldBeReadWithAnothersHeaderIsRefused) {
   const Bytes source = Encode(TKMJPG_C_FIELDS);
   const size_t second = FindMarker(source, kSof0, AnalyseFrame(source).images[1].begin);
-  EXPECT_EQ(AnalyseFrame(Set(source, second + 1, {0xC2})).refusal,
-            "image 2: progressive image; only baseline images can be decoded");
+  EXPECT_EQ(AnalyseFrame(Set(source, second + 1, {0xC3})).refusal,
+            "image 2: image of type SOF3; only baseline, progressive and arithmetic ones can be "
+            "decoded");
 }
 
 // The check of repaired frames must see each way in which they can be wrong.
@@ -284,8 +286,11 @@ TEST(RepairCheck, AgreesWithRepair) {
       for (int i = 0; i < 3; ++i) stream[random() % stream.size()] = static_cast<uint8_t>(random());
       if (round % 4 == 0) stream.resize(random() % stream.size());
       for (const auto huffman : {HuffmanRepair::kAdd, HuffmanRepair::kRemove}) {
-        const Bytes repaired = RepairFrame(stream, huffman).stream;
-        ASSERT_EQ(RepairFrame(repaired, huffman).stream, repaired) << oddity.name << round;
+        const RepairedFrame first = RepairFrame(stream, huffman);
+        const Bytes& repaired = first.stream;
+        if (first.damage.empty()) {
+          ASSERT_EQ(RepairFrame(repaired, huffman).stream, repaired) << oddity.name << round;
+        }
         if (!AllAreDecoded(stream)) continue;
         ASSERT_EQ(ComparePictures(stream, repaired), "") << oddity.name << ", round " << round;
       }
@@ -300,13 +305,15 @@ TEST_F(OddFilms, RepairSaysWhatItCouldNotDo) {
   WriteFile("damaged.jpg", Set(own, AnalyseImage(own, 0).scan_begin + 50, {0xFF, 0x3A}));
   const std::string said = Run("repair damaged.jpg a.jpg").errors;
   EXPECT_NE(said.find("0 recoded without loss"), std::string::npos) << said;
-  EXPECT_NE(said.find("damaged.jpg: warning: frame 0: damaged entropy-coded data at byte"),
-            std::string::npos)
+  EXPECT_NE(
+      said.find("damaged.jpg: warning: frame 0, MCU row 0: FF3A in the entropy-coded data at byte"),
+      std::string::npos)
       << said;
 
-  // Without tables its numbers of them said nothing; with tables they are wrong.
+  // Without tables its numbers of them said nothing; with tables they are wrong. Images of 12 bits
+  // are not coded again.
   const size_t sof = FindMarker(source, kSof0), sos = FindMarker(source, kSos);
-  const Bytes numbers = Set(Set(source, sof + 11, {0x22}), sos + 6, {0x11, 1, 0x00, 2, 0x00});
+  const Bytes numbers = Set(Set(source, sof + 4, {12}), sos + 6, {0x11, 1, 0x00, 2, 0x00});
   WriteFile("numbers.jpg", numbers);
   ExpectRefusal("repair numbers.jpg b.jpg -q", 1, "frame 0: image 1 has other coefficients");
   EXPECT_EQ(Output("b.jpg"), numbers);
