@@ -14,6 +14,7 @@
 #                                  card of 300 frames of 1920x1080 if no file is given
 #   ./bench.sh --gstreamer [FILM]  the GStreamer elements beside jpegenc and jpegdec, CPU time of the
 #                                  same pipelines; the test card if no file is given
+#   ./bench.sh --python            what a call from Python costs, and how two threads share the work
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 
@@ -52,6 +53,14 @@ case ${1:-} in
     "$here/scripts/packages.sh" <(echo time)
     build tkmjpg_command
     exec "$here/bench/command_bench.sh" "$here/build/release/tools/tkmjpg/tkmjpg" "$@"
+    ;;
+  --python)
+    "$here/scripts/packages.sh"
+    build python_wheel
+    site=$(mktemp -d)
+    trap 'rm -rf "$site"' EXIT
+    /usr/bin/python3 -m zipfile -e "$here"/build/release/wheel/*.whl "$site"
+    PYTHONPATH=$site /usr/bin/python3 "$here/bench/python_bench.py"
     ;;
   --gstreamer)
     shift
