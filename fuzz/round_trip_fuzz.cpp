@@ -65,9 +65,11 @@ bool SecondImageMayHideAlpha(const Bytes& stream, uint32_t flags) {
 void RequireWholeStreamRead(const Bytes& stream, const HostPicture& host, bool fields) {
   const GuardedBuffer pixels(host.Bytes());
   CodecCarryState carry = tkmjpg::kNewCarryState;
-  const uint8_t* stop = tkmjpg::DecompressFrame(
-      stream.data(), static_cast<uint32_t>(stream.size()), host.Line(pixels.data()), host.stride,
-      host.width, host.height, 0, tkmjpg::PixelFormatCode::kYuyv, &carry);
+  const uint8_t* stop =
+      tkmjpg::DecompressFrame(stream.data(), static_cast<uint32_t>(stream.size()),
+                              host.Line(pixels.data()), host.stride, host.width, host.height, 0,
+                              tkmjpg::PixelFormatCode::kYuyv, &carry)
+          .stop;
   Require(stop >= stream.data() + 2 && stop[-2] == 0xFF && stop[-1] == tkmjpg::kEoi,
           "reading stops after EOI");
   if (fields) return;  // where no tag tells of them, the second one is not looked for

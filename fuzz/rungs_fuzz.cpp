@@ -123,10 +123,12 @@ Decoded Decode(CpuRung rung, bool by_definition, const Bytes& bytes, const Decod
   Fill(pixels.data(), pixels.size(), false);
   SmearStack(static_cast<uint8_t>(rung));
   CodecCarryState carry = {decoding.decode_flags, 0};
-  const uint8_t* stop = tkmjpg::DecompressFrame(
-      stream.data(), static_cast<uint32_t>(stream.size()), decoding.host.Line(pixels.data()),
-      decoding.host.stride, decoding.host.width, decoding.host.height, decoding.flags,
-      decoding.format, &carry, by_definition);
+  const uint8_t* stop =
+      tkmjpg::DecompressFrame(stream.data(), static_cast<uint32_t>(stream.size()),
+                              decoding.host.Line(pixels.data()), decoding.host.stride,
+                              decoding.host.width, decoding.host.height, decoding.flags,
+                              decoding.format, &carry, by_definition)
+          .stop;
   // The rungs may stop at different places in data that no line needs; what is found from there on
   // is the same.
   uint8_t pixel[4] = {};

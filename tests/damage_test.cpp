@@ -1,4 +1,5 @@
 // Damage in the entropy-coded data: what a strict reader finds, and what the command makes of it.
+#include "decoder/frame_decompressor.h"
 #include "tests/command_runner.h"
 #include "tests/frame_calls.h"
 #include "tools/tkmjpg/streams/frame_damage.h"
@@ -52,6 +53,15 @@ std::string Found(const ScanCheck& check) {
   return check.suspect ? "suspect: " + check.suspect->what : "";
 }
 
+// Whether the codec has read a picture of this size without finding fault with it.
+bool FoundSound(const Bytes& frame) {
+  CodecCarryState carry = TKMJPG_CARRY_INIT;
+  Bytes pixels(kWidth * kHeight * 2);
+  return DecompressFrame(frame.data(), static_cast<uint32_t>(frame.size()), pixels.data(),
+                         kWidth * 2, kWidth, kHeight, 0, PixelFormatCode::kYuyv, &carry)
+             .sound_images == 1;
+}
+
 TEST(ScanCheck, FindsWhatNoEncoderWrites) {
   const std::string zeros = "11111111001 ";
   const struct {
@@ -83,6 +93,7 @@ TEST(ScanCheck, FindsWhatNoEncoderWrites) {
     EXPECT_TRUE(check.readable);
     EXPECT_EQ(Found(check).substr(0, std::string(c.damage).size()), c.damage);
     EXPECT_EQ(Found(check).empty(), std::string(c.damage).empty());
+    EXPECT_EQ(FoundSound(frame), std::string(c.damage).empty());
     if (!check.damage) continue;
     EXPECT_EQ(check.damage->row, 1U);
     EXPECT_EQ(check.gone, (std::vector<McuRows>{{1, 2}}));
@@ -106,6 +117,7 @@ TEST(ScanCheck, PaddingIsOfOneValue) {
     const Bytes frame = WithScan(c.scan);
     EXPECT_EQ(Found(CheckScan(frame, AnalyseImage(frame, 0))).empty(), c.undamaged)
         << testing::PrintToString(c.scan);
+    EXPECT_EQ(FoundSound(frame), c.undamaged) << testing::PrintToString(c.scan);
   }
 }
 
@@ -134,6 +146,8 @@ TEST(ScanCheck, RestartsLimitWhatIsLost) {
     const ScanCheck check = CheckScan(frame, AnalyseImage(frame, 0));
     EXPECT_EQ(Found(check).substr(0, std::string(c.damage).size()), c.damage);
     EXPECT_EQ(check.gone, c.gone);
+    // The codec knows no fill before a restart marker.
+    EXPECT_EQ(FoundSound(frame), std::string(c.name) == "undamaged");
   }
 }
 

@@ -37,7 +37,8 @@ Decoded Decode(const Bytes& stream, int height, uint32_t flags = 0, uint32_t dec
   decoding = true;
   decoded.stop =
       DecompressFrame(input.data(), static_cast<uint32_t>(input.size()), decoded.pixels.data(),
-                      kWidth * 2, kWidth, height, flags, kYuYv.code, &decoded.carry) -
+                      kWidth * 2, kWidth, height, flags, kYuYv.code, &decoded.carry)
+          .stop -
       input.data();
   decoding = false;
   return decoded;

@@ -50,6 +50,7 @@ struct DecoderContext {
   uint32_t restart_interval = 0;  // 0 for none
   uint32_t restart_number = 0;    // of the RSTn that comes next
   uint32_t restarts_to_go = 0;    // MCUs until it
+  uint32_t sound_images = 0;      // that the fast rows have read to their ends
 };
 
 // Goes over to the next restart interval, if exactly the expected marker ended the last one.

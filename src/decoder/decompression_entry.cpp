@@ -13,7 +13,8 @@ extern "C" uint32_t DecompressBuffer_MJPG(const uint8_t* input, uint32_t input_s
   if (layout == nullptr || !layout->decoded) return 0;
   CodecCarryState local = kNewCarryState;
   const uint8_t* stop = DecompressFrame(input, input_size, output, output_stride, width, height,
-                                        flags, layout->code, carry != nullptr ? carry : &local);
+                                        flags, layout->code, carry != nullptr ? carry : &local)
+                            .stop;
   if (layout->last_byte != 0) {
     // A negative width or height has no pixels there, so that no alpha is read.
     DecodeAlphaPlane(stop, input_size - static_cast<uint32_t>(stop - input), output, output_stride,

@@ -9,13 +9,22 @@
 namespace tkmjpg {
 namespace {
 
+// Whether the last `left` bits are of one value; [0, 31].
+bool IsPadding(const FastReader& reader, int left) {
+  const int loaded = std::min(left, static_cast<int>(reader.bit_count));
+  uint64_t rest =
+      loaded == 0 ? 0 : reader.bits >> (8 * static_cast<int>(sizeof reader.bits) - loaded);
+  for (int i = reader.next; i < reader.filled; ++i) rest = rest << 8 | reader.buffer[i];
+  return rest == 0 || rest == (uint64_t{1} << left) - 1;
+}
+
 // Whether the definition, too, has met the end of the interval here, and not read past it: it tops
 // up its buffer when fewer bytes than kLargestBlock are left for a block, and no block is so long
 // that four bytes after it would be out of its sight.
 bool IntervalIsRead(DecoderContext& context, FastReader& reader) {
   if (!reader.ended) StageMore(context, reader);
   const int left = reader.BitsLeft();
-  return reader.ended && left >= 0 && left < 32;
+  return reader.ended && left >= 0 && left < 32 && IsPadding(reader, left);
 }
 
 bool PassRestart(DecoderContext& context, FastReader& reader) {
@@ -29,6 +38,12 @@ bool PassRestart(DecoderContext& context, FastReader& reader) {
 }  // namespace
 
 FastReader::FastReader(const DecoderContext& context) {
+  // The mean of a block of 8-bit samples is a DC of -1024 to 1016. Encoders round, and some go a
+  // little beyond it on purpose.
+  for (int t = 0; t < 2; ++t) {
+    const int32_t step = std::max(context.dequant[t][0] / 16, 1);
+    dc_reach[t] = std::min(1024, (1024 + 64) / step + 2);
+  }
   for (int u = 0; u < 8; ++u) {
     for (int l = 0; l < 4; ++l) {
       std::copy_n(context.dequant[l / 2].data() + 8 * u, 8, dequant.data() + 32 * u + 8 * l);
@@ -60,7 +75,10 @@ bool PrepareMcu(DecoderContext& context, FastReader& reader) {
 }
 
 bool FinishFastImage(DecoderContext& context, FastReader& reader) {
-  if (IntervalIsRead(context, reader)) return true;
+  if (IntervalIsRead(context, reader)) {
+    ++context.sound_images;
+    return true;
+  }
   // Data is left over, for lines at the bottom were not wanted. The definition has stopped
   // somewhere in it, at most a buffer of its own further on: what has been staged here reaches
   // beyond that, and holds no marker but the one that ended it. One that a search could be for may

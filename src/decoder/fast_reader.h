@@ -23,6 +23,7 @@ struct FastReader {
   alignas(64) std::array<uint16_t, kMcuWords> dequant;
   alignas(64) std::array<std::array<int16_t, kMcuWords>, 2> coefficients{};
   std::array<std::array<uint8_t, 4>, 2> ends;  // see McuJob
+  std::array<int32_t, 2> dc_reach;             // of luma and chroma: beyond it no sample is
   alignas(64) std::array<uint8_t, kMcuWords> samples;
   alignas(64) std::array<uint8_t, kBufferBytes + kPadding> buffer;
   int filled = 0;        // bytes of entropy data in the buffer
@@ -43,8 +44,9 @@ void StageMore(DecoderContext& context, FastReader& reader);
 // the image is damaged as far as that shows.
 bool PrepareMcu(DecoderContext& context, FastReader& reader);
 
-// After the last band that is wanted: whether the image was undamaged so far. The input is left
-// where searching on from it finds what it finds after DecodeMcuRow.
+// After the last band that is wanted: whether the image was undamaged so far. One that was read to
+// its end is counted. The input is left where searching on from it finds what it finds after
+// DecodeMcuRow.
 bool FinishFastImage(DecoderContext& context, FastReader& reader);
 
 }  // namespace tkmjpg

@@ -144,7 +144,9 @@ LongSymbol TakeLongDc(BitWindow w, bool chroma) {
 
 LongSymbol TakeLongAc(BitWindow w, uint32_t k, bool chroma) {
   const LookupEntry entry = LookUpPlain(w, chroma ? kAcChromaLookup : kAcLumaLookup, kAcLevels);
-  const int16_t value = k + entry.advance > 64 ? int16_t{0} : TakeValue(w, entry);
+  const bool fits = k + entry.advance <= 64;
+  w.valid &= fits || entry.advance > 16;  // a run past the end is none that ends the block
+  const int16_t value = fits ? TakeValue(w, entry) : int16_t{0};
   return {w, value, entry.advance};
 }
 

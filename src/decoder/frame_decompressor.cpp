@@ -29,9 +29,10 @@ int32_t Magnitude(int32_t value) {
 
 }  // namespace
 
-const uint8_t* DecompressFrame(const uint8_t* data, uint32_t size, uint8_t* out, int32_t stride,
-                               int32_t width, int32_t height, uint32_t flags,
-                               PixelFormatCode format, CodecCarryState* carry, bool by_definition) {
+DecompressedFrame DecompressFrame(const uint8_t* data, uint32_t size, uint8_t* out, int32_t stride,
+                                  int32_t width, int32_t height, uint32_t flags,
+                                  PixelFormatCode format, CodecCarryState* carry,
+                                  bool by_definition) {
   DecoderContext context;
   context.rung = ActiveCpuRung();
   context.by_definition = by_definition;
@@ -40,18 +41,18 @@ const uint8_t* DecompressFrame(const uint8_t* data, uint32_t size, uint8_t* out,
       layout != nullptr && (flags & kFullColor) != 0 ? layout->full_range : format;
   context.input.read_pos = data;
   context.input.data_end = data + size;
-  if (!StartImage(context)) return context.input.read_pos;
+  if (!StartImage(context)) return {context.input.read_pos, context.sound_images};
 
   const FrameTarget target = {data, out, stride, Magnitude(width), Magnitude(height)};
   const FieldCode field_code = FindFieldCode(data, size);
   // An image lower than the caller's picture is a field, with or without a tag.
   const bool field_mode = field_code != 0 || target.height > context.header.height;
   if (!SetUpImage(context, target.width, field_mode ? target.height / 2 : target.height)) {
-    return context.input.read_pos;
+    return {context.input.read_pos, context.sound_images};
   }
   if (!field_mode) {
     DecodeImage(context, out, stride);
-    return context.input.read_pos;
+    return {context.input.read_pos, context.sound_images};
   }
   const bool marked = (flags & kUseAvi1Markers) != 0 && field_code == 2;
   const FieldChoices choices = {
@@ -60,7 +61,7 @@ const uint8_t* DecompressFrame(const uint8_t* data, uint32_t size, uint8_t* out,
       .even_first = ((flags & kInvertFieldsOrder) != 0) != marked,
   };
   DecodeFieldFrame(context, target, choices, carry);
-  return context.input.read_pos;
+  return {context.input.read_pos, context.sound_images};
 }
 
 }  // namespace tkmjpg

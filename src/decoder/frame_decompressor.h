@@ -16,13 +16,21 @@ enum DecompressFlags : uint32_t {
   kFullColor = 0x4000,
 };
 
-// Returns the position in `data` where reading stopped: after the EOI of an undamaged frame, in its
-// entropy-coded data if lines at the bottom were not wanted. Whatever the data holds, only the
+struct DecompressedFrame {
+  // Where in `data` reading stopped: after the EOI of an undamaged frame, in its entropy-coded data
+  // if lines at the bottom were not wanted.
+  const uint8_t* stop;
+  // Images that were read to their ends and in which nothing was found that an encoder cannot have
+  // written. Others need not be damaged.
+  uint32_t sound_images;
+};
+
+// Whatever the data holds, only the
 // first |width| pixels of |height| lines are written. An unknown format writes nothing. The carry's
 // bit 0 is updated. `by_definition` keeps the fast rows out: tests compare them with it.
-const uint8_t* DecompressFrame(const uint8_t* data, uint32_t size, uint8_t* out, int32_t stride,
-                               int32_t width, int32_t height, uint32_t flags,
-                               PixelFormatCode format, CodecCarryState* carry,
-                               bool by_definition = false);
+DecompressedFrame DecompressFrame(const uint8_t* data, uint32_t size, uint8_t* out, int32_t stride,
+                                  int32_t width, int32_t height, uint32_t flags,
+                                  PixelFormatCode format, CodecCarryState* carry,
+                                  bool by_definition = false);
 
 }  // namespace tkmjpg

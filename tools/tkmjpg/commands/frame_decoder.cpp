@@ -4,6 +4,8 @@
 #include <cstring>
 #include <new>
 
+#include "alpha/alpha_plane.h"
+#include "decoder/frame_decompressor.h"
 #include "frame/layout.h"
 #include "frame/stream_format.h"
 #include "tkmjpg.h"
@@ -99,7 +101,7 @@ DecodedFrame FrameDecoder::Decode(std::span<const uint8_t> stream, uint32_t memo
   const FrameAnalysis frame = AnalyseFrame(stream);
   result.refusal = frame.refusal;
   if (!result.refusal.empty()) return result;
-  result.damage = FindDamage(stream, frame);
+  if (frame.NeedsOtherDecoder() || frame.NeedsRecoding()) result.damage = FindDamage(stream, frame);
   if (frame.NeedsOtherDecoder()) {
     MakeBlack(picture);
     const OtherPicture other = DecodeOtherImages(stream, frame, height_, FlagsOf(frame), picture);
@@ -132,13 +134,32 @@ DecodedFrame FrameDecoder::DecodeWithCodec(std::span<const uint8_t> stream,
     stream = whole;
   }
   Prepare(picture);
-  if (!result.damage.empty() || MayLeaveGaps(frame, width_, height_)) MakeBlack(picture);
-  CodecCarryState carry = {result.memory_before, 0};
-  DecompressBuffer_MJPG(stream.data(), static_cast<uint32_t>(stream.size()), picture.pixels.data(),
-                        static_cast<int32_t>(picture.stride), width_, height_, FlagsOf(frame),
-                        layout_, 0, &carry);
-  result.memory_after = carry.decode_flags;
+  const bool cleared = !result.damage.empty() || MayLeaveGaps(frame, width_, height_);
+  if (cleared) MakeBlack(picture);
+  const uint32_t sound = RunCodec(stream, FlagsOf(frame), result, picture);
+  if (frame.NeedsRecoding()) return result;
+  result.damage = FindDamage(stream, frame, sound);
+  if (!result.damage.empty() && !cleared) {
+    MakeBlack(picture);
+    RunCodec(stream, FlagsOf(frame), result, picture);
+  }
   return result;
+}
+
+uint32_t FrameDecoder::RunCodec(std::span<const uint8_t> stream, uint32_t flags,
+                                DecodedFrame& result, Picture& picture) const {
+  const PixelLayout& layout = *FindPixelLayout(layout_);
+  CodecCarryState carry = {result.memory_before, 0};
+  const auto stride = static_cast<int32_t>(picture.stride);
+  const DecompressedFrame done =
+      DecompressFrame(stream.data(), static_cast<uint32_t>(stream.size()), picture.pixels.data(),
+                      stride, width_, height_, flags, layout.code, &carry);
+  if (layout.last_byte != 0) {
+    const auto rest = static_cast<uint32_t>(stream.data() + stream.size() - done.stop);
+    DecodeAlphaPlane(done.stop, rest, picture.pixels.data(), stride, width_, height_);
+  }
+  result.memory_after = carry.decode_flags;
+  return done.sound_images;
 }
 
 // The codec's own conversion to RGB is that of limited chroma, whatever luma is.

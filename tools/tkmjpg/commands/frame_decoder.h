@@ -41,6 +41,9 @@ class FrameDecoder {
   // `result` has what is known before.
   DecodedFrame DecodeWithCodec(std::span<const uint8_t> stream, const FrameAnalysis& frame,
                                DecodedFrame result, Picture& picture) const;
+  // Returns how many images the codec found sound.
+  uint32_t RunCodec(std::span<const uint8_t> stream, uint32_t flags, DecodedFrame& result,
+                    Picture& picture) const;
   DecodedFrame DecodeThroughPlanes(std::span<const uint8_t> stream, const FrameAnalysis& frame,
                                    DecodedFrame result, Picture& picture) const;
 

@@ -32,10 +32,11 @@ std::string StructuralDamage(Bytes frame, const FrameAnalysis& analysis, size_t 
   return same ? RefusalOf(image) : "its size is another than that of image 1";
 }
 
-std::optional<Damage> DamageOf(Bytes frame, const FrameAnalysis& analysis, size_t number) {
+std::optional<Damage> DamageOf(Bytes frame, const FrameAnalysis& analysis, size_t number,
+                               bool sound) {
   Damage damage = {StructuralDamage(frame, analysis, number), {}, {}, false};
   if (analysis.IsFieldPair()) damage.image = number;
-  const ScanCheck scan = CheckScan(frame, analysis.images[number]);
+  const ScanCheck scan = sound ? ScanCheck() : CheckScan(frame, analysis.images[number]);
   const std::optional<ScanFault>& fault = scan.damage ? scan.damage : scan.suspect;
   if (fault) damage.row = fault->row;
   if (!damage.what.empty()) return damage;
@@ -47,10 +48,11 @@ std::optional<Damage> DamageOf(Bytes frame, const FrameAnalysis& analysis, size_
 
 }  // namespace
 
-FrameDamage FindDamage(Bytes frame, const FrameAnalysis& analysis) {
+FrameDamage FindDamage(Bytes frame, const FrameAnalysis& analysis, size_t sound_images) {
+  const bool sound = sound_images >= ImagesOf(analysis);
   FrameDamage found;
   for (size_t i = 0; i < ImagesOf(analysis); ++i) {
-    if (auto damage = DamageOf(frame, analysis, i)) found.push_back(std::move(*damage));
+    if (auto damage = DamageOf(frame, analysis, i, sound)) found.push_back(std::move(*damage));
   }
   return found;
 }

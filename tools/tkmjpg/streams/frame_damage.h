@@ -20,8 +20,10 @@ struct Damage {
 };
 using FrameDamage = std::vector<Damage>;  // in the order of images, one of each at most
 
-// `analysis` is that of `frame`. Of the images that make the picture.
-FrameDamage FindDamage(std::span<const uint8_t> frame, const FrameAnalysis& analysis);
+// `analysis` is that of `frame`. Of the images that make the picture. The codes are read unless
+// decoding has found as many `sound_images`.
+FrameDamage FindDamage(std::span<const uint8_t> frame, const FrameAnalysis& analysis,
+                       size_t sound_images = 0);
 
 // "frame 7, image 2, MCU row 13: invalid code at byte 4711", if `place` is "frame 7".
 std::string Describe(const Damage& damage, std::string place = {});
