@@ -9,6 +9,7 @@
 #include "tools/tkmjpg/media/avi_parser.h"
 #include "tools/tkmjpg/media/avi_reader.h"
 #include "tools/tkmjpg/media/avi_writer.h"
+#include "tools/tkmjpg/streams/frame_damage.h"
 #include "tools/tkmjpg/streams/repair_check.h"
 #include "tools/tkmjpg/streams/stream_analysis.h"
 #include "tools/tkmjpg/streams/stream_repair.h"
@@ -69,16 +70,18 @@ bool SpellsATag(std::span<const uint8_t> stream) {
 
 void Repair(std::span<const uint8_t> frame) {
   const FrameAnalysis analysis = tkmjpg::tool::AnalyseFrame(frame);
-  const bool decoded = std::ranges::all_of(analysis.Pictures(), [](const ImageAnalysis* image) {
-    return tkmjpg::tool::RefusalOf(*image).empty();
-  });
+  // Of damaged frames the command keeps those whose pictures would change.
+  const bool sound = analysis.refusal.empty() && FindDamage(frame, analysis).empty() &&
+                     std::ranges::all_of(analysis.Pictures(), [](const ImageAnalysis* image) {
+                       return tkmjpg::tool::RefusalOf(*image).empty();
+                     });
   for (const auto huffman :
        {tkmjpg::tool::HuffmanRepair::kAdd, tkmjpg::tool::HuffmanRepair::kRemove}) {
     const auto once = tkmjpg::tool::RepairFrame(frame, huffman);
     if (!once.damage.empty()) continue;  // the command decodes it before and after, and may keep it
     const auto twice = tkmjpg::tool::RepairFrame(once.stream, huffman);
     Require(once.stream == twice.stream, "a repaired frame needs no repair");
-    if (!decoded || SpellsATag(once.stream)) continue;
+    if (!sound || SpellsATag(once.stream)) continue;
     Require(tkmjpg::tool::ComparePictures(frame, once.stream).empty(), "repaired pictures stay");
   }
 }

@@ -36,7 +36,8 @@ std::optional<Damage> DamageOf(Bytes frame, const FrameAnalysis& analysis, size_
                                bool sound) {
   Damage damage = {StructuralDamage(frame, analysis, number), {}, {}, false};
   if (analysis.IsFieldPair()) damage.image = number;
-  const ScanCheck scan = sound ? ScanCheck() : CheckScan(frame, analysis.images[number]);
+  const ScanCheck scan =
+      sound && damage.what.empty() ? ScanCheck() : CheckScan(frame, analysis.images[number]);
   const std::optional<ScanFault>& fault = scan.damage ? scan.damage : scan.suspect;
   if (fault) damage.row = fault->row;
   if (!damage.what.empty()) return damage;
