@@ -70,7 +70,8 @@ bool SpellsATag(std::span<const uint8_t> stream) {
 
 void Repair(std::span<const uint8_t> frame) {
   const FrameAnalysis analysis = tkmjpg::tool::AnalyseFrame(frame);
-  // Of damaged frames the command keeps those whose pictures would change.
+  // Of damaged frames the command keeps those whose pictures would change, and what is mended of
+  // one may show what else is to mend.
   const bool sound = analysis.refusal.empty() && FindDamage(frame, analysis).empty() &&
                      std::ranges::all_of(analysis.Pictures(), [](const ImageAnalysis* image) {
                        return tkmjpg::tool::RefusalOf(*image).empty();
@@ -78,10 +79,10 @@ void Repair(std::span<const uint8_t> frame) {
   for (const auto huffman :
        {tkmjpg::tool::HuffmanRepair::kAdd, tkmjpg::tool::HuffmanRepair::kRemove}) {
     const auto once = tkmjpg::tool::RepairFrame(frame, huffman);
-    if (!once.damage.empty()) continue;  // the command decodes it before and after, and may keep it
     const auto twice = tkmjpg::tool::RepairFrame(once.stream, huffman);
+    if (!sound || !once.damage.empty()) continue;
     Require(once.stream == twice.stream, "a repaired frame needs no repair");
-    if (!sound || SpellsATag(once.stream)) continue;
+    if (SpellsATag(once.stream)) continue;
     Require(tkmjpg::tool::ComparePictures(frame, once.stream).empty(), "repaired pictures stay");
   }
 }

@@ -136,6 +136,7 @@ void FetchSecondImage(DecoderContext& context, const FrameTarget& target, uint8_
   carry->decode_flags = second != nullptr ? carry->decode_flags & ~1U : carry->decode_flags | 1;
   context.input.read_pos = second != nullptr ? second : target.data;
   if (second == nullptr && missed_before) return;
+  if (second == nullptr) context.sound_images = 0;  // the first one is counted again
   if (StartImage(context) && SetUpImage(context, target.width, target.height / 2)) {
     DecodeImage(context, lines, 2 * target.stride);
   }

@@ -19,7 +19,7 @@ class WavReader : public SoundReader {
     std::array<uint8_t, 12> head{};
     source_->Read(0, head);
     const std::string form(head.begin(), head.begin() + 4);
-    if ((form != "RIFF" && form != "RF64") || std::string(&head[8], &head[12]) != "WAVE") {
+    if ((form != "RIFF" && form != "RF64") || std::string(head.begin() + 8, head.end()) != "WAVE") {
       Fail("is no WAV file");
     }
     uint64_t at = head.size();
