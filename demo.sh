@@ -72,6 +72,8 @@ encode          $(speed encode)
 decode          $(speed film)
 $(cat "$work/psnr")
 
-$film is for players that know Motion-JPEG, such as ffplay.
 $picture shows frame $middle: source, decoded.
+$film plays in FFmpeg (ffplay $film), mpv, VLC, GStreamer and what is built on them.
+For Windows hosts with the driver: tkmjpg encode --for driver. What comes in beside raw video:
+Motion-JPEG and JPEG of any program, in AVI, MOV, MP4, Matroska or NUT. See tkmjpg encode --help.
 EOF
