@@ -108,6 +108,11 @@ Option Command::Add(const std::string& name, std::optional<int64_t>& value,
   return Option(app_->add_option(name, value, help));
 }
 
+Option Command::Add(const std::string& name, std::optional<std::string>& value,
+                    const std::string& help) const {
+  return Option(app_->add_option(name, value, help)->expected(0, 1));
+}
+
 Option Command::Add(const std::string& name, std::vector<std::string>& values,
                     const std::string& help) const {
   return Option(app_->add_option(name, values, help));
@@ -143,7 +148,8 @@ Option CommandLine::AddGlobal(const std::string& name,
 
 CommandDescription CommandLine::Describe() const { return DescribeApp(*app_); }
 
-void CommandLine::Run(int argc, char** argv) const {
+void CommandLine::Run(int argc, char** argv) {
+  words_.assign(argv + 1, argv + argc);
   try {
     app_->parse(argc, argv);
   } catch (const CLI::Success& asked) {

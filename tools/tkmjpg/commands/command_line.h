@@ -46,6 +46,9 @@ class Command {
   Option Add(const std::string& name, int& value, const std::string& help) const;
   Option Add(const std::string& name, int64_t& value, const std::string& help) const;
   Option Add(const std::string& name, std::optional<int64_t>& value, const std::string& help) const;
+  // An option that may be given without its value, which is empty then.
+  Option Add(const std::string& name, std::optional<std::string>& value,
+             const std::string& help) const;
   Option Add(const std::string& name, std::vector<std::string>& values,
              const std::string& help) const;
   Option AddFlag(const std::string& names, bool& value, const std::string& help) const;
@@ -69,12 +72,15 @@ class CommandLine {
                    const std::string& help) const;
   // Runs the subcommand of the line, or prints the help or version that it asks for. Throws
   // UsageError, and what the subcommand throws.
-  void Run(int argc, char** argv) const;
+  void Run(int argc, char** argv);
 
   CommandDescription Describe() const;
+  // Of the line that Run has been given, without the name of the program.
+  const std::vector<std::string>& Words() const { return words_; }
 
  private:
   std::unique_ptr<CLI::App> app_;
+  std::vector<std::string> words_;
 };
 
 }  // namespace tkmjpg::tool

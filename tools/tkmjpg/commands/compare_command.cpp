@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tools/tkmjpg/commands/compare_films.h"
+#include "tools/tkmjpg/commands/frame_range.h"
 #include "tools/tkmjpg/commands/stream_options.h"
 #include "tools/tkmjpg/commands/threads_option.h"
 #include "tools/tkmjpg/commands/warnings.h"
@@ -34,6 +35,7 @@ struct CompareOptions {
   std::string a, b;
   bool per_frame = false, json = false, csv = false, quiet = false, force = false;
   std::string report;
+  std::string frames;
   int worst = 4;
   int threads = 1;
   StreamOptions stream;
@@ -78,6 +80,7 @@ Verbosity ProgressOf(const CompareOptions& options) {
 }
 
 void Compare(const CompareOptions& options) {
+  const FrameRange range = ParseFrameRange(options.frames);
   if (options.stream.start && !IsNumbered(options.a) && !IsNumbered(options.b)) {
     throw UsageError(kStartNeedsNumbers);
   }
@@ -108,8 +111,8 @@ void Compare(const CompareOptions& options) {
   };
   output->Begin(facts_a, facts_b);
   try {
-    Progress progress(ProgressOf(options), b.Format(), FramesToCome(a, b));
-    CompareFilms(a, b, options.threads, summary,
+    Progress progress(ProgressOf(options), b.Format(), range.CountOf(FramesToCome(a, b)));
+    CompareFilms(a, b, range, options.threads, summary,
                  [&](const FrameResult& result, const ComparedFrame& x, const ComparedFrame& y) {
                    output->Frame(result);
                    if (file) report.Add({result, x.planes, y.planes});
@@ -141,6 +144,7 @@ void AddCompareCommand(const CommandLine& line) {
            "also one HTML page: curves, the worst frames beside the source, waveforms")
       .ValueName("NAME.html");
   command.Add("--worst", o.worst, "frames with pictures in the report").ShowDefault().Within(1, 50);
+  AddFramesOption(command, o.frames);
   AddStartOption(command, o.stream.start);
   AddPictureOptions(command, o.stream);
   AddThreadsOption(command, o.threads, "frames compared at once; the figures are the same");

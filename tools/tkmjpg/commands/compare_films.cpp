@@ -16,10 +16,12 @@ struct PairOfFrames {
 
 class Comparison {
  public:
-  Comparison(ComparedFilm& a, ComparedFilm& b, int threads, CompareSummary& summary,
-             const OnComparedFrame& on_frame)
+  Comparison(ComparedFilm& a, ComparedFilm& b, const FrameRange& range, int threads,
+             CompareSummary& summary, const OnComparedFrame& on_frame)
       : a_(a),
         b_(b),
+        range_(range),
+        next_(range.first),
         width_(a.Format().width),
         height_(a.Format().height),
         pictures_(static_cast<size_t>(threads)),
@@ -27,22 +29,30 @@ class Comparison {
         on_frame_(on_frame) {}
 
   void Run() {
+    if (range_.first > 0) {
+      a_.SkipTo(range_.first);
+      b_.SkipTo(range_.first);
+    }
     RunOrdered<PairOfFrames>(
         static_cast<int>(pictures_.size()), [this](PairOfFrames& pair) { return Read(pair); },
         [this](PairOfFrames& pair, int thread) {
           Work(pair, pictures_[static_cast<size_t>(thread)]);
         },
         [this](PairOfFrames& pair) { Settle(pair); });
+    if (summary_.frames == 0) CheckReached(a_.Path(), range_, range_.first);
     if (more_a_ == more_b_) {
       summary_.complete = true;
       return;
     }
     throw InputError((more_a_ ? b_ : a_).Path() + ": ends after " +
-                     std::to_string(summary_.frames) + " frames, the other one goes on");
+                     std::to_string(range_.first + summary_.frames) +
+                     " frames, the other one goes on");
   }
 
  private:
   bool Read(PairOfFrames& pair) {
+    if (next_ > range_.last) return false;
+    ++next_;
     more_a_ = a_.Read(pair.a);
     more_b_ = b_.Read(pair.b);
     return more_a_ && more_b_;
@@ -61,8 +71,8 @@ class Comparison {
   void Settle(PairOfFrames& pair) {
     const bool other_a = a_.Settle(pair.a, again_), other_b = b_.Settle(pair.b, again_);
     if (other_a || other_b) Compare(pair);
-    const FrameResult result = {summary_.frames, pair.a.bytes.size(), pair.b.bytes.size(),
-                                pair.measure};
+    const FrameResult result = {range_.first + summary_.frames, pair.a.bytes.size(),
+                                pair.b.bytes.size(), pair.measure};
     Count(result, pair);
     on_frame_(result, pair.a, pair.b);
   }
@@ -92,6 +102,8 @@ class Comparison {
   }
 
   ComparedFilm &a_, &b_;
+  FrameRange range_;
+  int64_t next_;  // frame to read
   int width_, height_;
   std::vector<Picture> pictures_;  // one a thread
   Picture again_;                  // for frames that are decoded in sequence
@@ -110,10 +122,10 @@ void CheckSizes(const ComparedFilm& a, const ComparedFilm& b) {
 
 }  // namespace
 
-void CompareFilms(ComparedFilm& a, ComparedFilm& b, int threads, CompareSummary& summary,
-                  const OnComparedFrame& on_frame) {
+void CompareFilms(ComparedFilm& a, ComparedFilm& b, const FrameRange& range, int threads,
+                  CompareSummary& summary, const OnComparedFrame& on_frame) {
   CheckSizes(a, b);
-  Comparison(a, b, threads, summary, on_frame).Run();
+  Comparison(a, b, range, threads, summary, on_frame).Run();
 }
 
 }  // namespace tkmjpg::tool

@@ -5,6 +5,7 @@
 
 #include "tools/tkmjpg/commands/compare_output.h"
 #include "tools/tkmjpg/commands/compared_film.h"
+#include "tools/tkmjpg/commands/frame_range.h"
 
 namespace tkmjpg::tool {
 
@@ -12,9 +13,10 @@ namespace tkmjpg::tool {
 using OnComparedFrame =
     std::function<void(const FrameResult& result, const ComparedFrame& a, const ComparedFrame& b)>;
 
-// Throws InputError if the sizes differ, one film ends before the other, or a frame cannot be read.
+// Throws InputError if the sizes differ, one film ends before the other does and the range, or a
+// frame cannot be read.
 // `summary` counts the frames until then.
-void CompareFilms(ComparedFilm& a, ComparedFilm& b, int threads, CompareSummary& summary,
-                  const OnComparedFrame& on_frame);
+void CompareFilms(ComparedFilm& a, ComparedFilm& b, const FrameRange& range, int threads,
+                  CompareSummary& summary, const OnComparedFrame& on_frame);
 
 }  // namespace tkmjpg::tool

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "tkmjpg.h"
+#include "tools/tkmjpg/commands/frame_range.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/avi_picture_reader.h"
 #include "tools/tkmjpg/media/open_input.h"
@@ -36,6 +37,20 @@ bool ComparedFilm::Read(ComparedFrame& frame) {
   StopIfInterrupted();
   frame.planes.reset();
   return stream_ ? stream_->Read(frame.bytes) : frames_->Read(frame.bytes);
+}
+
+// The frame before the first one is decoded for what it leaves in the memory, and for the frames
+// that repeat it.
+void ComparedFilm::SkipTo(int64_t first) {
+  ComparedFrame before;
+  settled_ = stream_ ? stream_->Skip(first, before.bytes) : frames_->Skip(first);
+  if (settled_ < first) CheckReached(path_, {first}, settled_);
+  if (before.bytes.empty()) return;
+  Picture picture;
+  Decode(before, memory_, picture);
+  memory_ = before.decoded.memory_after;
+  guess_.store(memory_, std::memory_order_relaxed);
+  last_ = before.planes;
 }
 
 void ComparedFilm::Unpack(ComparedFrame& frame, Picture& picture) const {

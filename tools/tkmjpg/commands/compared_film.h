@@ -30,6 +30,9 @@ class ComparedFilm {
   int64_t FrameCount() const { return stream_ ? stream_->FrameCount() : frames_->FrameCount(); }
 
   bool Read(ComparedFrame& frame);  // false at the end
+  // Passes over the frames before `first`, once at the beginning. Throws InputError if there are
+  // not so many.
+  void SkipTo(int64_t first);
   // Makes the planes, on any thread. `picture` is scratch memory. A frame that repeats the one
   // before it, or cannot be decoded, has none yet.
   void Unpack(ComparedFrame& frame, Picture& picture) const;

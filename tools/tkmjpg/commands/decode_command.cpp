@@ -69,7 +69,7 @@ void TakeSound(DecodeCommandOptions& options, FilmInput& film) {
   const FilmSettings settings = options.Settings();
   std::vector<std::string> left_out;
   const auto open = [&] {
-    return SoundOfFrames(film.OpenSound(), film.Format(), settings.first, settings.last, left_out);
+    return SoundOfFrames(film.OpenSound(), film.Format(), settings.range, left_out);
   };
   if (!options.sound.empty()) WriteSound(options, open());
   left_out.clear();

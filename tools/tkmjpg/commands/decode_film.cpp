@@ -47,19 +47,22 @@ class Film {
   }
 
  private:
-  // The frame before the first one is decoded for what it leaves in the memory.
+  // The frame before the first one is decoded for what it leaves in the memory, and for the frames
+  // that repeat it.
   void SkipToFirst() {
     Bytes stream;
-    for (; next_ < settings_.first && reader_.Read(stream); ++next_) {
-      if (next_ + 1 < settings_.first || stream.empty()) continue;
-      memory_ = decoder_.Decode(stream, memory_, again_).memory_after;
+    next_ = reader_.Skip(settings_.range.first, stream);
+    if (!stream.empty()) {
+      const DecodedFrame decoded = decoder_.Decode(stream, memory_, again_);
+      memory_ = decoded.memory_after;
+      if (decoded.refusal.empty()) writer_.Pack(again_, last_);
     }
     guess_ = memory_;
     written_ = next_;
   }
 
   bool Read(FrameJob& job) {
-    if (next_ > settings_.last || !reader_.Read(job.stream)) return false;
+    if (next_ > settings_.range.last || !reader_.Read(job.stream)) return false;
     ++next_;
     return true;
   }

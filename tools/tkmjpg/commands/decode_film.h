@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "tools/tkmjpg/commands/frame_range.h"
 #include "tools/tkmjpg/media/media.h"
 
 namespace tkmjpg::tool {
@@ -14,10 +15,9 @@ struct FilmSettings {
   std::string name;    // of the input, for messages
   uint32_t flags = 0;  // TkmjpgDecompressFlags
   int threads = 1;
-  int64_t first = 0;         // frame to begin with
-  int64_t last = INT64_MAX;  // frame to end with
-  bool keep_going = false;   // a frame that cannot be decoded: the one before it again
-  bool conceal = false;      // lines that are lost: those of the frame before
+  FrameRange range;
+  bool keep_going = false;  // a frame that cannot be decoded: the one before it again
+  bool conceal = false;     // lines that are lost: those of the frame before
   // Called after each frame, in order, with the bytes it had in the stream.
   std::function<void(size_t bytes)> progress = [](size_t) {};
 };

@@ -1,11 +1,9 @@
 #include "tools/tkmjpg/commands/decode_options.h"
 
-#include <algorithm>
-#include <charconv>
-
 #include "tkmjpg.h"
 #include "tools/tkmjpg/commands/film_end.h"
 #include "tools/tkmjpg/commands/film_input.h"
+#include "tools/tkmjpg/commands/frame_range.h"
 #include "tools/tkmjpg/commands/threads_option.h"
 #include "tools/tkmjpg/commands/warnings.h"
 #include "tools/tkmjpg/error.h"
@@ -14,25 +12,6 @@
 
 namespace tkmjpg::tool {
 namespace {
-
-// "A:B", "A:", ":B" or "A", frames from 0, both ends included.
-void ParseFrames(const std::string& text, FilmSettings& settings) {
-  if (text.empty()) return;
-  const size_t colon = text.find(':');
-  const auto number = [&](const std::string& part, int64_t missing) {
-    if (part.empty() && colon != std::string::npos && text != ":") return missing;
-    int64_t value = -1;
-    const auto [end, error] = std::from_chars(part.data(), part.data() + part.size(), value);
-    if (error != std::errc() || end != part.data() + part.size() || value < 0) {
-      throw UsageError("--frames: '" + text + "' is no range of frames such as 0:99 or 100:");
-    }
-    return value;
-  };
-  settings.first = number(text.substr(0, colon), 0);
-  settings.last =
-      colon == std::string::npos ? settings.first : number(text.substr(colon + 1), INT64_MAX);
-  if (settings.first > settings.last) throw UsageError("--frames: '" + text + "' is empty");
-}
 
 std::string Counted(int64_t count, const std::string& what) {
   return std::to_string(count) + (count == 1 ? " frame " : " frames ") + what;
@@ -45,11 +24,6 @@ std::string Summary(const FilmResult& result) {
   if (result.concealed > 0) text += ", " + std::to_string(result.concealed) + " concealed";
   if (result.repeated > 0) text += ", " + std::to_string(result.repeated) + " replaced";
   return text + ")";
-}
-
-int64_t FramesToCome(int64_t count, const FilmSettings& settings) {
-  if (count < 0) return -1;
-  return std::clamp<int64_t>(std::min(count - 1, settings.last) - settings.first + 1, 0, count);
 }
 
 }  // namespace
@@ -68,7 +42,7 @@ FilmSettings DecodeOptions::Settings() const {
   settings.threads = threads;
   settings.keep_going = keep_going;
   settings.conceal = conceal;
-  ParseFrames(frames, settings);
+  settings.range = ParseFrameRange(frames);
   return settings;
 }
 
@@ -76,7 +50,7 @@ void AddDecodeOptions(const Command& command, DecodeOptions& o) {
   command
       .Add("INPUT", o.input, "NAME.avi, .mov, .mp4, .mkv, .nut, .mjpg, .jpg, NAME_%04d.jpg, or -")
       .Required();
-  command.Add("--frames", o.frames, "A:B, frame A to frame B, counted from 0; B included");
+  AddFramesOption(command, o.frames);
   command.AddFlag("--one-field", o.one_field, "of a field pair take the first image only");
   command.AddFlag("--smart", o.smart, "a picture made from one field: interpolate, do not double");
   AddStreamOptions(command, o.stream);
@@ -100,12 +74,12 @@ void RunDecode(const DecodeOptions& options, const std::string& output, const Op
   settings.flags = input.DecodeFlags();
   FrameWriter& writer = open(input.Format(), input);
   Progress progress(options.quiet ? Verbosity::kQuiet : Verbosity::kNormal, input.Format(),
-                    FramesToCome(input.FrameCount(), settings));
+                    settings.range.CountOf(input.FrameCount()));
   settings.progress = [&](size_t bytes) { progress.Add(bytes); };
   FilmResult result;
   const FilmEnd film = {output, [&] { return progress.Frames(); },
                         [&](bool early) {
-                          if (early || settings.last != INT64_MAX) writer.EndSoundHere();
+                          if (early || settings.range.last != INT64_MAX) writer.EndSoundHere();
                           writer.Finish();
                         },
                         options.keep_going || options.input == "-"};

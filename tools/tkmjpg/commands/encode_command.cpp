@@ -1,27 +1,13 @@
 #include "tools/tkmjpg/commands/encode_command.h"
 
-#include <algorithm>
-#include <charconv>
 #include <memory>
-#include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
-#include "tools/tkmjpg/commands/film_end.h"
-#include "tools/tkmjpg/commands/film_frames.h"
-#include "tools/tkmjpg/commands/film_sound.h"
-#include "tools/tkmjpg/commands/frame_encoder.h"
-#include "tools/tkmjpg/commands/ordered_pipeline.h"
-#include "tools/tkmjpg/commands/stream_options.h"
+#include "tools/tkmjpg/commands/encode_film.h"
+#include "tools/tkmjpg/commands/source_options.h"
 #include "tools/tkmjpg/commands/threads_option.h"
-#include "tools/tkmjpg/commands/warnings.h"
 #include "tools/tkmjpg/error.h"
-#include "tools/tkmjpg/media/open_input.h"
-#include "tools/tkmjpg/media/open_output.h"
 #include "tools/tkmjpg/media/same_file.h"
-#include "tools/tkmjpg/terminal/interrupt.h"
-#include "tools/tkmjpg/terminal/progress.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -51,6 +37,18 @@ constexpr char kFooter[] =
     "its siting says, within each field of interlaced video. Y4M says its range (XCOLORRANGE);\n"
     "raw YUV is taken for 16 to 235.\n"
     "\n"
+    "--target-size and --bitrate: where a rate window begins, the encoder forgets what it knows "
+    "of\n"
+    "the frames before. Windows are coded at once, on as many threads as there are, and parts "
+    "that\n"
+    "begin where a window does (--frames, in one job each) have the bytes of the whole film: "
+    "`tkmjpg"
+    "\n"
+    "split-plan` and `tkmjpg join`. With --quality parts may begin anywhere. With --manifest "
+    "nothing"
+    "\n"
+    "is kept of a part that ends early.\n"
+    "\n"
     "A signal (Ctrl-C, SIGTERM, SIGHUP), a full disk or an input that breaks off ends the film "
     "with\n"
     "the frames before, in a whole file, and one line says so; there is none before the first "
@@ -58,196 +56,6 @@ constexpr char kFooter[] =
     "\n"
     "Frames count from 0 in messages. Exit code: 0 done, 1 bad input or an output that cannot be\n"
     "written (what there is of the film is kept), 2 bad usage, 130, 143 or 129 after a signal.";
-
-struct EncodeOptions {
-  std::string input, output, sound;
-  InputOptions source;
-  int quality = 75;
-  std::string target_size, bitrate, fields;
-  int mode = -1;  // as the range wants it
-  std::string profile = "players", range = "limited";
-  bool strong = false;
-  bool huffman_tables = true;
-  bool progressive = false;
-  bool keep_going = false;
-  bool quiet = false;
-  bool force = false;
-  int threads = 1;
-
-  bool HasRateControl() const { return !target_size.empty() || !bitrate.empty(); }
-  Profile For() const { return profile == "driver" ? Profile::kDriver : Profile::kPlayers; }
-  Range StreamRange() const { return range == "full" ? Range::kFull : Range::kLimited; }
-  // Readers take JFIF for full range.
-  int Mode() const { return mode >= 0 ? mode : StreamRange() == Range::kFull ? 7 : 0; }
-};
-
-// "25M" is 25 million, "1.5k" 1500.
-double ParseAmount(const std::string& option, const std::string& text) {
-  double amount = 0;
-  const char* last = text.data() + text.size();
-  const auto [end, error] = std::from_chars(text.data(), last, amount);
-  const std::string unit(end, last);
-  const double scale = unit.empty()                 ? 1
-                       : unit == "k" || unit == "K" ? 1e3
-                       : unit == "M"                ? 1e6
-                       : unit == "G"                ? 1e9
-                                                    : 0;
-  if (error != std::errc() || scale == 0 || !(amount > 0) || amount * scale > 1e15) {
-    throw UsageError(option + ": '" + text + "' is no amount such as 40000, 500k or 25M");
-  }
-  return amount * scale;
-}
-
-int32_t TargetBytes(const EncodeOptions& options, const VideoFormat& format) {
-  const double bytes = options.bitrate.empty() ? ParseAmount("--target-size", options.target_size)
-                                               : ParseAmount("--bitrate", options.bitrate) / 8 *
-                                                     static_cast<double>(format.rate.den) /
-                                                     static_cast<double>(format.rate.num);
-  return static_cast<int32_t>(std::clamp(bytes, 1.0, 2147483647.0));
-}
-
-FrameSettings Settings(const EncodeOptions& options, const VideoFormat& format) {
-  FrameSettings settings;
-  settings.quality = options.quality;
-  settings.range = options.StreamRange();
-  settings.form = FormOf(format, settings.range, options.For());
-  settings.flags = static_cast<uint32_t>(options.Mode()) << TKMJPG_C_MODE_SHIFT;
-  settings.flags |= FieldFlags(format.field_order, options.For());
-  if (options.huffman_tables) settings.flags |= TKMJPG_C_HUFFMAN_TABLES;
-  if (options.source.alpha) settings.flags |= TKMJPG_C_ALPHA;
-  if (options.HasRateControl()) {
-    const auto marks = static_cast<int32_t>(settings.form ? settings.form->MarkBytes() : 0);
-    settings.quality = std::max(TargetBytes(options, format) - marks, 1);
-    settings.flags |= TKMJPG_C_RATE_CONTROL;
-    if (options.strong) settings.flags |= TKMJPG_C_STRONG_RATE;
-  }
-  return settings;
-}
-
-// One run of the command.
-class EncodeRun {
- public:
-  EncodeRun(const EncodeOptions& options, std::unique_ptr<FrameReader> reader)
-      : options_(options),
-        reader_(std::move(reader)),
-        settings_(Settings(options, reader_->Format())),
-        writer_(OpenStreamWriter(options.output, reader_->Format(),
-                                 options.force ? Overwrite::kReplace : Overwrite::kRefuse,
-                                 SoundFor(options.output, options.sound, reader_->OpenSound()))),
-        progress_(options.quiet ? Verbosity::kQuiet : Verbosity::kNormal, reader_->Format(),
-                  reader_->FrameCount()) {}
-
-  void Run() {
-    const FilmEnd film = {options_.output, [this] { return progress_.Frames(); },
-                          [this](bool early) {
-                            if (early) writer_->EndSoundHere();
-                            writer_->Finish();
-                          }};
-    RunToEnd(film, [this] {
-      options_.HasRateControl() ? CodeInSequence() : CodeAtOnce();
-      if (progress_.Frames() == 0 && !Interrupted()) {
-        throw InputError(options_.input + ": holds no frame");
-      }
-    });
-    progress_.Summarise(options_.output);
-    if (!options_.quiet) Warn();
-  }
-
- private:
-  struct Frame {
-    int64_t number = 0;
-    Bytes raw;
-    Picture picture;
-    Bytes stream;
-  };
-
-  // At a fixed quality no frame depends on another one.
-  void CodeAtOnce() {
-    std::vector<Worker> workers;
-    workers.reserve(options_.threads);
-    for (int i = 0; i < options_.threads; ++i) workers.emplace_back(reader_->Format(), settings_);
-    RunOrdered<Frame>(
-        options_.threads, [&](Frame& frame) { return Read(frame); },
-        [&](Frame& frame, int n) {
-          reader_->Unpack(frame.raw, workers[n].picture);
-          Encode(workers[n].encoder, workers[n].picture, nullptr, frame);
-        },
-        [&](Frame& frame) { Write(frame); });
-  }
-
-  // Under rate control each frame is coded with what the last one left, so only reading and
-  // unpacking run beside it.
-  void CodeInSequence() {
-    FrameEncoder encoder(reader_->Format(), settings_);
-    CodecCarryState carry{256, 0};
-    RunOrdered<Frame>(
-        options_.threads, [&](Frame& frame) { return Read(frame); },
-        [&](Frame& frame, int) { reader_->Unpack(frame.raw, frame.picture); },
-        [&](Frame& frame) {
-          Encode(encoder, frame.picture, &carry, frame);
-          Write(frame);
-        });
-  }
-
-  struct Worker {
-    Worker(const VideoFormat& format, const FrameSettings& settings) : encoder(format, settings) {}
-    FrameEncoder encoder;
-    Picture picture;
-  };
-
-  // An interrupted film ends with its last whole frame: it may be a capture.
-  bool Read(Frame& frame) {
-    if (Interrupted()) return false;
-    frame.number = next_++;
-    try {
-      return reader_->Read(frame.raw);
-    } catch (const InputError&) {
-      if (!Interrupted()) throw;
-      return false;
-    }
-  }
-
-  void Encode(FrameEncoder& encoder, const Picture& picture, CodecCarryState* carry,
-              Frame& frame) const {
-    try {
-      encoder.Encode(picture, carry, frame.stream);
-    } catch (const InputError& error) {
-      throw InputError(options_.input + ": frame " + std::to_string(frame.number) + ": " +
-                       error.what());
-    }
-  }
-
-  void Write(const Frame& frame) {
-    writer_->Write(frame.stream);
-    progress_.Add(frame.stream.size());
-    bytes_ += frame.stream.size();
-  }
-
-  void Warn() const {
-    for (const std::string& problem : reader_->Problems()) WarnOf(options_.input, problem);
-    const std::string lost = LostSound(options_.output, reader_->OpenSound());
-    if (!lost.empty()) WarnOf(options_.input, lost);
-    if (reader_->Format().rate_assumed && progress_.Frames() > 1) {
-      WarnOf(options_.input, AssumedRate(reader_->Format().rate));
-    }
-    if (options_.HasRateControl()) WarnOfSize();
-  }
-
-  void WarnOfSize() const {
-    const double mean = static_cast<double>(bytes_) / static_cast<double>(progress_.Frames());
-    const std::string warning =
-        SizeWarning(mean, TargetBytes(options_, reader_->Format()), reader_->Format().rate);
-    if (!warning.empty()) WarnOf(options_.output, warning);
-  }
-
-  const EncodeOptions& options_;
-  std::unique_ptr<FrameReader> reader_;
-  FrameSettings settings_;
-  std::unique_ptr<StreamWriter> writer_;
-  Progress progress_;
-  int64_t next_ = 0;
-  uint64_t bytes_ = 0;  // of the frames that were written
-};
 
 void CheckRange(const EncodeOptions& options) {
   if (options.StreamRange() == Range::kLimited) return;
@@ -261,6 +69,9 @@ void Encode(EncodeOptions options) {
   if (options.strong && !options.HasRateControl()) {
     throw UsageError("--strong needs --target-size or --bitrate");
   }
+  if (options.rate_window && !options.HasRateControl()) {
+    throw UsageError("--rate-window needs --target-size or --bitrate");
+  }
   if (options.progressive) options.source.field_order = FieldOrder::kProgressive;
   if (options.fields == "top") options.source.field_order = FieldOrder::kTopFirst;
   if (options.fields == "bottom") options.source.field_order = FieldOrder::kBottomFirst;
@@ -268,22 +79,13 @@ void Encode(EncodeOptions options) {
   options.source.keep_full_range = options.StreamRange() == Range::kFull;
   RefuseSameFile(options.input, options.output);
   if (!options.sound.empty()) RefuseSameFile(options.sound, options.output);
-  auto reader = OpenFrames(options.input, options.source);
-  CatchInterrupts();  // before there is an output that would be left unfinished
-  EncodeRun(options, std::move(reader)).Run();
+  EncodeFilm(options);
 }
 
-void AddSourceOptions(const Command& command, EncodeOptions& o) {
+void AddInputOptions(const Command& command, EncodeOptions& o) {
   command.Add("INPUT", o.input, "what to read, see below").Required();
   command.Add("OUTPUT", o.output, "what to write, see below").Required();
-  command.Add("--size", o.source.size, "the input is raw frames of this size, as 720x576");
-  command.Add("--layout", o.source.layout,
-              "of raw frames: YUY2 (default), UYVY, VYUY, BGR3, BGR4, BGRA or R555");
-  command.Add("--rate", o.source.rate,
-              "frames a second of raw frames, pictures and .mjpg, as 25 (default) or 30000/1001");
-  AddStartOption(command, o.source.start);
-  command.AddFlag("--field-pairs", o.source.field_pairs,
-                  "in .mjpg two images without field codes make a frame");
+  AddSourceOptions(command, o.source);
   command.Add("--sound", o.sound, "put this FILE.wav into the AVI, in place of the film's sound");
   const Option fields = command.Add("--fields", o.fields,
                                     "code two fields a frame; which comes first: top or bottom");
@@ -307,6 +109,11 @@ void AddCodingOptions(const Command& command, EncodeOptions& o) {
   target.Excludes(bitrate);
   command.AddFlag("--strong", o.strong, "code frames again that are far off their size");
   command
+      .Add("--rate-window", o.rate_window,
+           "start the rate control again at each frame whose number is a multiple of this; 0: "
+           "never; default: 250, into a pipe 0")
+      .NotNegative();
+  command
       .Add("--mode", o.mode,
            "header style: 0 AVI1 (default), 1 short with DC30, 2 short, 3 AVI1 without "
            "restart interval, 5 JFIF 1.00, 7 JFIF 1.02 (default of --range full); 4 and 6 are as "
@@ -317,6 +124,7 @@ void AddCodingOptions(const Command& command, EncodeOptions& o) {
 }
 
 void AddRunOptions(const Command& command, EncodeOptions& o) {
+  AddPartOptions(command, o.part);
   AddThreadsOption(command, o.threads, "frames coded at once; the bytes are the same");
   command.AddFlag("--keep-going", o.keep_going,
                   "for scripts; what comes before the damage is kept in any case");
@@ -329,11 +137,14 @@ void AddRunOptions(const Command& command, EncodeOptions& o) {
 void AddEncodeCommand(const CommandLine& line) {
   const Command command = line.AddCommand("encode", "Raw video in, Motion-JPEG out");
   auto options = std::make_shared<EncodeOptions>();
-  AddSourceOptions(command, *options);
+  AddInputOptions(command, *options);
   AddCodingOptions(command, *options);
   AddRunOptions(command, *options);
   command.Footer(kFooter);
-  command.Run([options] { Encode(*options); });
+  command.Run([options, &line] {
+    options->part.words = line.Words();
+    Encode(*options);
+  });
 }
 
 }  // namespace tkmjpg::tool

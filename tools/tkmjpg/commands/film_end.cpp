@@ -10,6 +10,7 @@ namespace {
 std::string Kept(const FilmEnd& film, const std::string& what) {
   const int64_t frames = film.frames();
   if (frames == 0) return what;
+  if (film.whole_only) return what + "; nothing is kept of " + film.output;
   film.finish(true);
   const std::string count = frames == 1 ? "the frame" : "the " + std::to_string(frames) + " frames";
   return what + "; " + film.output + " has " + count + " before";

@@ -12,6 +12,7 @@ struct FilmEnd {
   std::function<int64_t()> frames;         // that were written so far
   std::function<void(bool early)> finish;  // makes the output whole with them
   bool keeps_bad_input = true;             // also where the input is damaged
+  bool whole_only = false;                 // nothing is kept that ends early
 };
 
 // Runs `run`, which writes the film, and finishes it. If an error or a signal ends it early, the

@@ -47,6 +47,19 @@ class FilmFrames : public FrameReader {
     return true;
   }
 
+  int64_t Skip(int64_t frames) override {
+    int64_t skipped = 0;
+    Bytes raw;
+    // The first frame is read for what it leaves in the memory.
+    if (frame_ == 0 && frames > 0) {
+      if (!Read(raw)) return 0;
+      skipped = 1;
+    }
+    const int64_t more = film_.Skip(frames - skipped, last_);
+    frame_ += more;
+    return skipped + more;
+  }
+
   void Unpack(const Bytes& raw, Picture& picture) const override {
     int64_t frame = 0;
     std::memcpy(&frame, raw.data(), sizeof frame);

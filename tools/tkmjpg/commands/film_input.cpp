@@ -177,4 +177,15 @@ bool FilmInput::Read(Bytes& stream) {
   return true;
 }
 
+int64_t FilmInput::Skip(int64_t frames, Bytes& last) {
+  int64_t skipped = 0;
+  Bytes stream;
+  for (; skipped < frames && (!ahead_.empty() || after_them_) && Read(stream); ++skipped) {
+    if (!stream.empty()) std::swap(last, stream);
+  }
+  if (skipped < frames) skipped += stream_.reader->Skip(frames - skipped, last);
+  StopIfInterrupted();
+  return skipped;
+}
+
 }  // namespace tkmjpg::tool

@@ -24,6 +24,7 @@ class FilmInput : public StreamReader {
   int64_t FrameCount() const override { return stream_.reader->FrameCount(); }
   SoundTracks OpenSound() override { return stream_.reader->OpenSound(); }
   bool Read(Bytes& stream) override;
+  int64_t Skip(int64_t frames, Bytes& last) override;
 
   const StreamInput& Stream() const { return stream_; }
   const std::vector<std::string>& Problems() const { return problems_; }

@@ -1,8 +1,10 @@
 #include "tools/tkmjpg/commands/film_sound.h"
 
 #include <cstdio>
+#include <limits>
 
 #include "tools/tkmjpg/error.h"
+#include "tools/tkmjpg/media/avi_writer.h"
 #include "tools/tkmjpg/media/open_output.h"
 #include "tools/tkmjpg/media/wav_reader.h"
 #include "tools/tkmjpg/terminal/printable.h"
@@ -16,22 +18,34 @@ SoundTracks SoundFor(const std::string& output, const std::string& wav, const So
   return {OpenWav(wav)};
 }
 
-SoundTracks SoundOfFrames(const SoundTracks& sound, const VideoFormat& format, int64_t first,
-                          int64_t last, std::vector<std::string>& left_out) {
-  if (first == 0 && last == INT64_MAX) return sound;
+SoundTracks SoundOfFrames(const SoundTracks& sound, const VideoFormat& format,
+                          const FrameRange& range, std::vector<std::string>& left_out) {
+  if (range.IsAll()) return sound;
   const double frame = static_cast<double>(format.rate.den) / static_cast<double>(format.rate.num);
-  const double end = (static_cast<double>(last) + 1) * frame;
+  const double end = (static_cast<double>(range.last) + 1) * frame;
   SoundTracks part;
   for (const auto& track : sound) {
-    if (first == 0 && !track->Format().IsCuttable()) {
+    if (range.first == 0 && !track->Format().IsCuttable()) {
       part.push_back(track);  // the writer ends it with the film
     } else if (track->Format().IsCuttable()) {
-      part.push_back(SoundBetween(track, static_cast<double>(first) * frame, end));
+      part.push_back(SoundBetween(track, static_cast<double>(range.first) * frame, end));
     } else {
       left_out.push_back("sound is left out: " + track->Format().CodecName() +
                          " cannot be cut where the frames begin");
     }
   }
+  return part;
+}
+
+SoundTracks SoundOfPart(const SoundTracks& sound, const VideoFormat& format,
+                        const FrameRange& range, int64_t frames) {
+  if (range.IsAll()) return sound;
+  const bool to_end = range.last == INT64_MAX || (frames >= 0 && range.last >= frames - 1);
+  const double begin = FrameSeconds(format, static_cast<uint64_t>(range.first));
+  const double end = to_end ? std::numeric_limits<double>::infinity()
+                            : FrameSeconds(format, static_cast<uint64_t>(range.last) + 1);
+  SoundTracks part;
+  for (const auto& track : sound) part.push_back(SoundChunksBetween(track, begin, end));
   return part;
 }
 

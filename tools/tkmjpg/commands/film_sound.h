@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "tools/tkmjpg/commands/frame_range.h"
 #include "tools/tkmjpg/media/media.h"
 #include "tools/tkmjpg/media/sound.h"
 
@@ -13,10 +14,16 @@ namespace tkmjpg::tool {
 // than AVI have none: naming a file is a UsageError then.
 SoundTracks SoundFor(const std::string& output, const std::string& wav, const SoundTracks& own);
 
-// The sound of the frames `first` to `last`. What cannot be cut there is left out, and noted in
+// The sound of the frames of `range`. What cannot be cut there is left out, and noted in
 // `left_out`.
-SoundTracks SoundOfFrames(const SoundTracks& sound, const VideoFormat& format, int64_t first,
-                          int64_t last, std::vector<std::string>& left_out);
+SoundTracks SoundOfFrames(const SoundTracks& sound, const VideoFormat& format,
+                          const FrameRange& range, std::vector<std::string>& left_out);
+
+// The sound that a part with the frames of `range` carries, of a film of `frames`, -1 if unknown:
+// the chunks that the whole film would have before these frames, and at its end. So parts can be
+// put together again, whatever the sound is.
+SoundTracks SoundOfPart(const SoundTracks& sound, const VideoFormat& format,
+                        const FrameRange& range, int64_t frames);
 
 // A note if `output` cannot hold the sound that its input has; empty if it can.
 std::string LostSound(const std::string& output, const SoundTracks& own);

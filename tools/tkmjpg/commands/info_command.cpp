@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tools/tkmjpg/commands/film_sound.h"
+#include "tools/tkmjpg/commands/frame_range.h"
 #include "tools/tkmjpg/commands/info_report.h"
 #include "tools/tkmjpg/commands/stream_options.h"
 #include "tools/tkmjpg/error.h"
@@ -24,7 +25,8 @@ constexpr char kFooter[] =
 
 struct InfoOptions {
   std::string input;
-  bool json = false, frames = false;
+  bool json = false;
+  std::optional<std::string> frames;  // empty: all
   StreamOptions stream;
   std::optional<int64_t> frame;
 
@@ -101,27 +103,30 @@ void Finish(FilmSummary& summary, const VideoFormat& format) {
       frames * static_cast<double>(format.rate.den) / static_cast<double>(format.rate.num);
 }
 
+FrameRange RangeOf(const InfoOptions& options) {
+  if (options.frame) return {*options.frame, *options.frame};
+  return ParseFrameRange(options.frames.value_or(""));
+}
+
 void PrintInfo(const InfoOptions& options) {
+  const FrameRange range = RangeOf(options);
   FilmInput film(options.input, options.stream, 0);
   const InfoFrames listed = options.Listed();
   const auto report = options.json ? MakeJsonReport(listed) : MakeTextReport(listed);
   FilmSummary summary;
   int64_t number = 0;
   bool begun = false;
-  for (Bytes stream; film.Read(stream); ++number) {
-    if (options.frame && number < *options.frame) continue;
+  Bytes stream;
+  number = film.Skip(range.first, stream);
+  for (; number <= range.last && film.Read(stream); ++number) {
     if (!begun) report->Begin(FactsOf(film, options.input));
     begun = true;
     FrameAnalysis frame = AnalyseFrame(stream);
     AddDamage(FindDamage(stream, frame), frame);
     Add(summary, frame);
     report->Frame(number, frame);
-    if (options.frame) break;
   }
-  if (!begun && options.frame && number > 0) {
-    throw InputError(options.input + ": has no frame " + std::to_string(*options.frame) +
-                     ", only " + std::to_string(number));
-  }
+  if (!begun) CheckReached(options.input, range, number);
   if (!begun) report->Begin(FactsOf(film, options.input));
   Finish(summary, film.Format());
   report->End(summary);
@@ -138,8 +143,11 @@ void AddInfoCommand(const CommandLine& line) {
       .Required();
   command.AddFlag("--json", options->json,
                   "for programs; what is no UTF-8 in a name becomes U+FFFD");
-  command.AddFlag("--frames", options->frames, "a line for each frame as well");
-  command.Add("--frame", options->frame, "this one only, with segments and tables").NotNegative();
+  const Option frames = command.Add("--frames", options->frames,
+                                    "a line for each frame as well; with A:B of these only");
+  command.Add("--frame", options->frame, "this one only, with segments and tables")
+      .NotNegative()
+      .Excludes(frames);
   AddStreamOptions(command, options->stream);
   command.Footer(kFooter);
   command.Run([options] { PrintInfo(*options); });

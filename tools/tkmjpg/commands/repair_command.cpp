@@ -6,6 +6,7 @@
 #include "tools/tkmjpg/commands/code_again.h"
 #include "tools/tkmjpg/commands/film_end.h"
 #include "tools/tkmjpg/commands/film_input.h"
+#include "tools/tkmjpg/commands/film_part.h"
 #include "tools/tkmjpg/commands/film_sound.h"
 #include "tools/tkmjpg/commands/ordered_pipeline.h"
 #include "tools/tkmjpg/commands/stream_options.h"
@@ -44,6 +45,7 @@ struct RepairOptions {
   bool recode = false;
   int threads = 1;
   StreamOptions stream;
+  PartOptions part;
   bool quiet = false;
   bool force = false;
 };
@@ -71,17 +73,28 @@ struct RepairJob {
 // Frames are repaired on several threads and written in order.
 class FilmRepair {
  public:
-  FilmRepair(const RepairOptions& options, FilmInput& film, StreamWriter& writer, bool has_sound)
+  FilmRepair(const RepairOptions& options, FilmPart& part, FilmInput& film, StreamWriter& writer,
+             bool has_sound)
       : options_(options),
+        part_(part),
         film_(film),
         writer_(writer),
         can_repeat_(Extension(options.output) == "avi"),
         keeps_time_(can_repeat_ && has_sound) {}
 
   void Run() {
-    RunOrdered<RepairJob>(
-        options_.threads, [this](RepairJob& job) { return film_.Read(job.stream); },
-        [this](RepairJob& job, int) { Work(job); }, [this](RepairJob& job) { Write(job); });
+    const FrameRange& range = part_.Range();
+    next_ = number_ = film_.Skip(range.first, last_);
+    if (!last_.empty() && !can_repeat_) RepairLast();
+    if (next_ == range.first) RunRange();
+    if (number_ == next_ && counts_.frames == 0) CheckReached(options_.input, range, next_);
+  }
+
+  // Frames of the film that were worked on.
+  int64_t Taken() const { return number_ - part_.Range().first; }
+  // -1 if unknown.
+  int64_t FilmFrames() const {
+    return film_.FrameCount() >= 0 || !ended_ ? film_.FrameCount() : number_;
   }
 
   const RepairCounts& Counts() const { return counts_; }
@@ -89,6 +102,28 @@ class FilmRepair {
   const std::string& FirstKept() const { return first_kept_; }
 
  private:
+  void RunRange() {
+    RunOrdered<RepairJob>(
+        options_.threads, [this](RepairJob& job) { return Read(job); },
+        [this](RepairJob& job, int) { Work(job); }, [this](RepairJob& job) { Write(job); });
+  }
+
+  // The frame before the range, which the first one of it may repeat.
+  void RepairLast() {
+    RepairJob job;
+    job.stream = last_;
+    Work(job);
+    const bool good = job.difference.empty() && !job.repaired.stream.empty();
+    if (good) last_ = job.repaired.stream;
+  }
+
+  bool Read(RepairJob& job) {
+    if (next_ > part_.Range().last) return false;
+    ended_ = !film_.Read(job.stream);
+    if (!ended_) ++next_;
+    return !ended_;
+  }
+
   void Work(RepairJob& job) const {
     if (job.stream.empty()) return;
     job.repaired = Repaired(job.stream);
@@ -123,13 +158,13 @@ class FilmRepair {
     if (job.stream.empty()) return Repeat();
     if (job.repaired.stream.empty()) {
       ++counts_.dropped;
-      if (keeps_time_) writer_.Write(Bytes());
+      if (keeps_time_) WriteFrame(Bytes());
       return;
     }
     if (!job.repaired.loss.empty()) RefuseLoss(job, number);
     NoteDamage(job, number);
     last_ = Chosen(job, number);
-    writer_.Write(last_);
+    WriteFrame(last_);
     ++counts_.frames;
   }
 
@@ -157,8 +192,13 @@ class FilmRepair {
   }
 
   void Repeat() {
-    if (can_repeat_ || !last_.empty()) writer_.Write(can_repeat_ ? Bytes() : last_);
+    if (can_repeat_ || !last_.empty()) WriteFrame(can_repeat_ ? Bytes() : last_);
     ++counts_.frames;
+  }
+
+  void WriteFrame(const Bytes& stream) {
+    writer_.Write(stream);
+    part_.Add(stream);
   }
 
   static std::string Located(int64_t number, const std::string& what) {
@@ -166,12 +206,15 @@ class FilmRepair {
   }
 
   const RepairOptions& options_;
+  FilmPart& part_;
   FilmInput& film_;
   StreamWriter& writer_;
   bool can_repeat_;
   bool keeps_time_;  // what is dropped leaves a repeat of the frame before it, for the sound's sake
   Bytes last_;       // as it was written
-  int64_t number_ = 0;
+  int64_t next_ = 0;    // frame to read
+  int64_t number_ = 0;  // frame to write
+  bool ended_ = false;
   RepairCounts counts_;
   std::string first_damage_, first_kept_;
 };
@@ -215,25 +258,41 @@ void TellSound(const RepairOptions& options, FilmInput& film, const SoundTracks&
   if (!lost.empty()) WarnOf(options.input, lost);
 }
 
+// The options that the bytes depend on, for whoever puts parts together.
+std::string Coding(const RepairOptions& options) {
+  std::string text = "repair";
+  if (!options.huffman_tables) text += " --no-huffman-tables";
+  if (!options.verify) text += " --no-verify";
+  if (options.recode) text += " --recode";
+  return text;
+}
+
 void Repair(const RepairOptions& options) {
   RefuseSameFile(options.input, options.output);
   if (!options.sound.empty()) RefuseSameFile(options.sound, options.output);
+  FilmPart part(options.part, options.output, Coding(options));
+  if (part.IsDone()) return TellDone(options.output, options.quiet);
   FilmInput film(options.input, options.stream, 0);
   film.RequireSize();
-  const SoundTracks sound = SoundFor(options.output, options.sound, film.OpenSound());
+  const SoundTracks sound = SoundOfPart(SoundFor(options.output, options.sound, film.OpenSound()),
+                                        FormatFor(film), part.Range(), film.FrameCount());
+  part.Begin(options.force);
   const auto writer =
-      OpenStreamWriter(options.output, FormatFor(film),
-                       options.force ? Overwrite::kReplace : Overwrite::kRefuse, sound);
-  FilmRepair repair(options, film, *writer, !sound.empty());
+      OpenStreamWriter(options.output, FormatFor(film), part.Replaces(options.force), sound,
+                       part.Comment(film.FrameCount()));
+  FilmRepair repair(options, part, film, *writer, !sound.empty());
   const FilmEnd end = {options.output, [&] { return repair.Counts().frames; },
                        [&](bool early) {
                          if (early) writer->EndSoundHere();
+                         writer->SetComment(part.Comment(repair.FilmFrames(), repair.Taken()));
                          writer->Finish();
-                       }};
+                       },
+                       true, part.WholeOnly()};
   RunToEnd(end, [&] {
     repair.Run();
     if (repair.Counts().frames == 0) throw InputError(options.input + ": holds no frame");
   });
+  part.WriteManifest(repair.FilmFrames(), repair.Taken());
   Summarise(options, repair);
   if (!options.quiet) TellSound(options, film, sound);
   if (repair.Counts().kept == 0) return;
@@ -259,11 +318,15 @@ void AddRepairCommand(const CommandLine& line) {
                   "decode what changes before and after, and compare (default)");
   command.AddFlag("--recode", options->recode,
                   "what cannot be kept without loss: decode and encode it, at the quality found");
+  AddPartOptions(command, options->part);
   AddThreadsOption(command, options->threads, "frames repaired at once; the bytes are the same");
   command.AddFlag("-f,--force", options->force, "replace an output that exists");
   command.AddFlag("-q,--quiet", options->quiet, "print nothing but errors");
   command.Footer(kFooter);
-  command.Run([options] { Repair(*options); });
+  command.Run([options, &line] {
+    options->part.words = line.Words();
+    Repair(*options);
+  });
 }
 
 }  // namespace tkmjpg::tool

@@ -10,8 +10,10 @@
 #include "tools/tkmjpg/commands/doctor_command.h"
 #include "tools/tkmjpg/commands/encode_command.h"
 #include "tools/tkmjpg/commands/info_command.h"
+#include "tools/tkmjpg/commands/join_command.h"
 #include "tools/tkmjpg/commands/md5_command.h"
 #include "tools/tkmjpg/commands/repair_command.h"
+#include "tools/tkmjpg/commands/split_plan_command.h"
 #include "tools/tkmjpg/commands/testcard_command.h"
 #include "tools/tkmjpg/error.h"
 
@@ -49,6 +51,8 @@ void AddSubcommands(const CommandLine& line) {
   AddInfoCommand(line);
   AddMd5Command(line);
   AddRepairCommand(line);
+  AddSplitPlanCommand(line);
+  AddJoinCommand(line);
   AddTestcardCommand(line);
   AddConfigureCommand(line);
   AddDoctorCommand(line);

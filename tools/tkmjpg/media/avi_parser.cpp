@@ -94,6 +94,7 @@ class AviWalk {
   uint64_t StepIntoList(const Chunk& list) {
     const std::string type = ReadId(list.offset);
     if (type == "INFO" || type == "strd") {
+      if (type == "INFO") TakeComment(list);
       const uint64_t end = list.offset + list.size;
       return end <= source_.Size() ? NextChunk(end) : list.offset + 4;
     }
@@ -103,6 +104,16 @@ class AviWalk {
     }
     if (type == "odml" || type == "AVIX") file_.open_dml = true;
     return list.offset + 4;
+  }
+
+  // That alone of what a file says about itself, if it comes first.
+  void TakeComment(const Chunk& list) {
+    constexpr uint64_t kMost = 4096;
+    const std::optional<Chunk> chunk = ReadChunk(list.offset + 4);
+    if (!chunk || chunk->id != "ICMT" || chunk->size > kMost) return;
+    std::vector<uint8_t> text(chunk->size);
+    text.resize(source_.Read(chunk->offset, text));
+    file_.comment.assign(text.begin(), std::find(text.begin(), text.end(), uint8_t{0}));
   }
 
   // Chunks are padded to even length, but not by every writer.

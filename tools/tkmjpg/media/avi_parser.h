@@ -43,6 +43,7 @@ struct AviFile {
   VideoFormat format;  // width and height 0 where the file has none
   AviBitmap bitmap;
   bool open_dml = false;
+  std::string comment;  // of the file
   AviIndex index = AviIndex::kNone;
   std::vector<AviFrame> frames;
   std::vector<AviSound> sound;

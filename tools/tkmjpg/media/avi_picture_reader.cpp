@@ -69,6 +69,12 @@ class AviPictureReader : public FrameReader {
     return true;
   }
 
+  int64_t Skip(int64_t frames) override {
+    const int64_t count = avi_->Skip(frames, last_);
+    frame_ += count;
+    return count;
+  }
+
   void Unpack(const Bytes& raw, Picture& picture) const override {
     const auto height = static_cast<size_t>(format_.height);
     picture.layout = bitmap_.layout;

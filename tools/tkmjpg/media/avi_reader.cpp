@@ -64,12 +64,26 @@ AviReader::AviReader(std::unique_ptr<ByteSource> source, const std::string& name
 
 bool AviReader::Read(Bytes& stream) {
   if (next_ == file_->frames.size()) return false;
-  const AviFrame& frame = file_->frames[next_++];
+  ReadFrame(next_++, stream);
+  return true;
+}
+
+void AviReader::ReadFrame(size_t number, Bytes& stream) const {
+  const AviFrame& frame = file_->frames[number];
   stream.resize(frame.size);
   if (source_->Read(frame.offset, stream) < frame.size) {
-    throw InputError(name_ + ": frame " + std::to_string(next_ - 1) + ": cannot be read");
+    throw InputError(name_ + ": frame " + std::to_string(number) + ": cannot be read");
   }
-  return true;
+}
+
+int64_t AviReader::Skip(int64_t frames, Bytes& last) {
+  const size_t count = static_cast<size_t>(
+      std::min(static_cast<uint64_t>(frames), uint64_t{file_->frames.size() - next_}));
+  size_t before = count;
+  while (before > 0 && file_->frames[next_ + before - 1].size == 0) --before;
+  if (before > 0) ReadFrame(next_ + before - 1, last);
+  next_ += count;
+  return static_cast<int64_t>(count);
 }
 
 SoundTracks AviReader::OpenSound() {

@@ -19,9 +19,12 @@ class AviReader : public StreamReader {
   const VideoFormat& Format() const override { return file_->format; }
   int64_t FrameCount() const override { return static_cast<int64_t>(file_->frames.size()); }
   bool Read(Bytes& stream) override;
+  int64_t Skip(int64_t frames, Bytes& last) override;
   SoundTracks OpenSound() override;
 
  private:
+  void ReadFrame(size_t number, Bytes& stream) const;
+
   std::shared_ptr<const ByteSource> source_;
   std::string name_;
   std::shared_ptr<const AviFile> file_;

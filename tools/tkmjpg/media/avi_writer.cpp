@@ -50,6 +50,15 @@ Bytes OpenDmlHeader(uint64_t frames) {
   return List(FourCc("odml"), chunk);
 }
 
+// Of a fixed length, so that it can be replaced.
+Bytes Comment(const std::string& comment) {
+  constexpr size_t kBytes = 512;
+  Bytes body(comment.begin(), comment.begin() + std::min(comment.size(), kBytes - 1)), chunk;
+  body.resize(kBytes);
+  AppendChunk(chunk, FourCc("ICMT"), body);
+  return List(FourCc("INFO"), chunk);
+}
+
 }  // namespace
 
 // The extended header that is published for "MJPG": EXBMINFOHEADER with a JPEGINFOHEADER.
@@ -69,8 +78,12 @@ AviVideo MjpgAviVideo(const VideoFormat& format) {
     header.resize(kPlain);
     header[0] = kPlain;
   }
-  return {format, FourCc("MJPG"), FourCc("00dc"), header,
-          format.field_order != FieldOrder::kProgressive};
+  return {format,
+          FourCc("MJPG"),
+          FourCc("00dc"),
+          header,
+          format.field_order != FieldOrder::kProgressive,
+          {}};
 }
 
 AviWriter::AviWriter(const std::string& path, AviVideo video, Overwrite overwrite,
@@ -166,6 +179,7 @@ Bytes AviWriter::Headers() const {
   Bytes bytes;
   for (const uint32_t word : {FourCc("RIFF"), uint32_t{0}, FourCc("AVI ")}) Append32(bytes, word);
   Append(bytes, List(FourCc("hdrl"), header));
+  if (!video_.comment.empty()) Append(bytes, Comment(video_.comment));
   // The movi list begins at a round place, 12 bytes for its own header.
   const size_t used = bytes.size() + 8 + 12;
   AppendChunk(bytes, FourCc("JUNK"), Bytes((kHeaderAlignment - used % kHeaderAlignment), 0));
@@ -210,8 +224,8 @@ uint32_t AviWriter::LargestChunk() const {
   return largest;
 }
 
-double AviWriter::Seconds(uint64_t frames) const {
-  const Rational rate = Rate(video_.format);
+double FrameSeconds(const VideoFormat& format, uint64_t frames) {
+  const Rational rate = Rate(format);
   return static_cast<double>(frames) * static_cast<double>(rate.den) /
          static_cast<double>(rate.num);
 }

@@ -21,9 +21,13 @@ struct AviVideo {
   uint32_t chunk_id = 0;      // of each frame, "00dc" or "00db"
   Bytes stream_format;        // the `strf` chunk: a BITMAPINFOHEADER and what follows it
   bool field_images = false;  // each field of a frame is stored as an image of its own
+  std::string comment = {};   // of the file; empty: none
 };
 
 AviVideo MjpgAviVideo(const VideoFormat& format);
+
+// When so many frames are over, as the writer counts time.
+double FrameSeconds(const VideoFormat& format, uint64_t frames);
 
 // A RIFF list as large as one GiB is what every reader of OpenDML takes.
 inline constexpr uint64_t kAviRiffBytes = uint64_t{1} << 30;
@@ -37,6 +41,7 @@ class AviWriter : public StreamWriter {
 
   void Write(const Bytes& stream) override;
   void EndSoundHere() override;
+  void SetComment(const std::string& comment) override { video_.comment = comment; }
   void Finish() override;
 
  private:
@@ -61,7 +66,7 @@ class AviWriter : public StreamWriter {
   uint64_t RiffBytesWith(const AviTrack& track, uint64_t chunk) const;
   bool RiffIsEmpty() const;
   uint32_t LargestChunk() const;
-  double Seconds(uint64_t frames) const;
+  double Seconds(uint64_t frames) const { return FrameSeconds(video_.format, frames); }
   void PatchWord(uint64_t offset, uint64_t value);
 
   AviVideo video_;

@@ -63,6 +63,29 @@ size_t InputFile::Read(std::span<uint8_t> bytes) {
   return got;
 }
 
+uint64_t InputFile::Skip(uint64_t bytes) {
+  const uint64_t from_ahead = std::min<uint64_t>(bytes, ahead_end_ - ahead_begin_);
+  ahead_begin_ += static_cast<size_t>(from_ahead);
+  offset_ += from_ahead;
+  uint64_t left = bytes - from_ahead;
+  if (size_ >= 0) {
+    const int64_t to_end = size_ - lseek(descriptor_, 0, SEEK_CUR);
+    const auto step =
+        static_cast<off_t>(std::min(left, static_cast<uint64_t>(std::max<int64_t>(to_end, 0))));
+    if (lseek(descriptor_, step, SEEK_CUR) < 0) Fail(std::strerror(errno));
+    offset_ += static_cast<uint64_t>(step);
+    return from_ahead + static_cast<uint64_t>(step);
+  }
+  std::vector<uint8_t> block(static_cast<size_t>(std::min<uint64_t>(left, kPipeBytes)));
+  while (left > 0) {
+    const size_t got =
+        Read(std::span(block).first(static_cast<size_t>(std::min<uint64_t>(left, block.size()))));
+    if (got == 0) break;
+    left -= got;
+  }
+  return bytes - left;
+}
+
 bool InputFile::Refill() {
   ssize_t n = 0;
   do {
@@ -85,6 +108,12 @@ bool InputFile::ReadLine(std::string& line, size_t longest) {
     if (line.size() == longest) Fail("no end of the line by byte " + std::to_string(offset_));
     line.push_back(static_cast<char>(c));
   }
+}
+
+bool IsPipe(const std::string& path) {
+  struct stat status {};
+  if (path == "-") return true;
+  return stat(path.c_str(), &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode));
 }
 
 void ReadWholeFile(const std::string& path, std::vector<uint8_t>& bytes) {

@@ -1,4 +1,4 @@
-// A file read from front to back.
+// A file read from front to back, or past what is not wanted.
 #pragma once
 
 #include <cstdint>
@@ -22,6 +22,9 @@ class InputFile {
   // Returns how many bytes were read: fewer than asked for only at the end of the file.
   size_t Read(std::span<uint8_t> bytes);
 
+  // Passes over bytes; returns how many there were. Those of a regular file are not read.
+  uint64_t Skip(uint64_t bytes);
+
   // A line without its line feed; false at the end of the file. Throws InputError if there is no
   // line feed within `longest` bytes.
   bool ReadLine(std::string& line, size_t longest);
@@ -40,6 +43,10 @@ class InputFile {
   std::vector<uint8_t> ahead_;  // what was read for the sake of a line
   size_t ahead_begin_ = 0, ahead_end_ = 0;
 };
+
+// Whether what is read or written under this name comes or goes once only: "-", a named pipe, a
+// device.
+bool IsPipe(const std::string& path);
 
 // All of a file.
 void ReadWholeFile(const std::string& path, std::vector<uint8_t>& bytes);

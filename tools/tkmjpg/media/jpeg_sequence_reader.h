@@ -19,6 +19,7 @@ class JpegSequenceReader : public StreamReader {
   const VideoFormat& Format() const override { return format_; }
   int64_t FrameCount() const override { return files_.Count(); }
   bool Read(Bytes& stream) override;
+  int64_t Skip(int64_t frames, Bytes& last) override;
 
  private:
   PictureFiles files_;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/tkmjpg/media/planar_rows.h"
@@ -59,6 +60,14 @@ class FrameReader {
   // The next frame's bytes as the file holds them; false at the end. Throws InputError on damage;
   // all frames before it have been delivered then.
   virtual bool Read(Bytes& raw) = 0;
+  // Passes over so many frames; returns how many there were, fewer only at the end. Where the file
+  // tells where its frames lie, they are not read.
+  virtual int64_t Skip(int64_t frames) {
+    Bytes raw;
+    int64_t skipped = 0;
+    while (skipped < frames && Read(raw)) ++skipped;
+    return skipped;
+  }
   virtual void Unpack(const Bytes& raw, Picture& picture) const = 0;
   // What was wrong with the input all the same, one line each; known at the end.
   virtual std::vector<std::string> Problems() const { return {}; }
@@ -84,6 +93,16 @@ class StreamReader {
   virtual int64_t FrameCount() const { return -1; }
   // The next frame; false at the end. An empty stream stands for the last frame again.
   virtual bool Read(Bytes& stream) = 0;
+  // Passes over so many frames; returns how many there were, fewer only at the end. The last of
+  // them that is not empty is put into `last`: the next one may stand for it.
+  virtual int64_t Skip(int64_t frames, Bytes& last) {
+    Bytes stream;
+    int64_t skipped = 0;
+    for (; skipped < frames && Read(stream); ++skipped) {
+      if (!stream.empty()) std::swap(last, stream);
+    }
+    return skipped;
+  }
 };
 
 // Compressed frames out: AVI, MJPG, JPEG sequence.
@@ -92,7 +111,9 @@ class StreamWriter {
   virtual ~StreamWriter() = default;
   virtual void Write(const Bytes& stream) = 0;
   virtual void EndSoundHere() {}  // none goes on after the frames that are written by now
-  virtual void Finish() = 0;      // makes the file whole and gives it its final name
+  // Replaces the comment that the file was opened with.
+  virtual void SetComment(const std::string& /*comment*/) {}
+  virtual void Finish() = 0;  // makes the file whole and gives it its final name
 };
 
 }  // namespace tkmjpg::tool

@@ -1,6 +1,7 @@
 #include "tools/tkmjpg/media/open_output.h"
 
 #include <cctype>
+#include <utility>
 
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/avi_writer.h"
@@ -18,13 +19,16 @@ std::string Extension(const std::string& name) {
 }
 
 std::unique_ptr<StreamWriter> OpenStreamWriter(const std::string& name, const VideoFormat& format,
-                                               Overwrite overwrite, const SoundTracks& sound) {
+                                               Overwrite overwrite, const SoundTracks& sound,
+                                               const std::string& comment) {
   const std::string extension = Extension(name);
   if (name == "-" || extension == "mjpg" || extension == "mjpeg") {
     return std::make_unique<MjpgWriter>(name, overwrite);
   }
   if (extension == "avi") {
-    return std::make_unique<AviWriter>(name, MjpgAviVideo(format), overwrite, sound);
+    AviVideo video = MjpgAviVideo(format);
+    video.comment = comment;
+    return std::make_unique<AviWriter>(name, std::move(video), overwrite, sound);
   }
   if (extension == "jpg" || extension == "jpeg") {
     return std::make_unique<JpegSequenceWriter>(name, overwrite);

@@ -10,9 +10,11 @@
 namespace tkmjpg::tool {
 
 // NAME.avi, NAME.mjpg or NAME.mjpeg, NAME.jpg or NAME_%04d.jpg, and "-", frames back to back to
-// standard output. Throws UsageError for any other name. AVI alone has sound.
+// standard output. Throws UsageError for any other name. AVI alone has sound and a
+// comment.
 std::unique_ptr<StreamWriter> OpenStreamWriter(const std::string& name, const VideoFormat& format,
-                                               Overwrite overwrite, const SoundTracks& sound = {});
+                                               Overwrite overwrite, const SoundTracks& sound = {},
+                                               const std::string& comment = {});
 
 // The part of a name after its last dot, in lower case; empty if there is none.
 std::string Extension(const std::string& name);

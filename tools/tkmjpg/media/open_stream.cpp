@@ -50,13 +50,6 @@ StreamInput OpenAvi(std::unique_ptr<ByteSource> source, const std::string& name)
   return {std::move(reader), avi->open_dml ? "OpenDML AVI" : "AVI", avi};
 }
 
-// What was read of a pipe is gone, and who writes to it notices when it is closed.
-bool IsPipe(const std::string& path) {
-  std::error_code error;
-  const auto type = std::filesystem::status(path, error).type();
-  return type == std::filesystem::file_type::fifo || type == std::filesystem::file_type::character;
-}
-
 Bytes ReadHead(InputFile& file) {
   Bytes head(kHead);
   head.resize(file.Read(head));

@@ -75,8 +75,14 @@ void OutputFile::OpenTemporary(Overwrite overwrite) {
   struct stat old {};
   const bool replaces = stat(final_.c_str(), &old) == 0;
   const mode_t mode = replaces ? old.st_mode & 0777 : 0666;
-  const std::string path = final_ + "." + std::to_string(getpid()) + ".part";
-  descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+  // Another machine, or a process that was killed, may have left a file of the same number.
+  constexpr int kMostTries = 1000;
+  const std::string name = final_ + "." + std::to_string(getpid());
+  std::string path = name + ".part";
+  for (int i = 1; i < kMostTries; ++i, path = name + "-" + std::to_string(i) + ".part") {
+    descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    if (descriptor_ >= 0 || errno != EEXIST) break;
+  }
   if (descriptor_ < 0) return;
   temporary_ = path;
   // The umask may have taken bits away that the old file has. Some file systems know no modes.

@@ -73,6 +73,12 @@ class PngReader : public FrameReader {
     return true;
   }
 
+  int64_t Skip(int64_t frames) override {
+    const int64_t count = std::min(frames, files_.Count() - frame_);
+    frame_ += count;
+    return count;
+  }
+
   void Unpack(const Bytes& raw, Picture& picture) const override {
     const auto zero = std::find(raw.begin(), raw.end(), uint8_t{0});
     const std::string name(raw.begin(), zero);

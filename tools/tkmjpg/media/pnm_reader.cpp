@@ -105,6 +105,12 @@ class PnmReader : public FrameReader {
     return true;
   }
 
+  int64_t Skip(int64_t frames) override {
+    const int64_t count = std::min(frames, files_.Count() - file_);
+    file_ += count;
+    return count;
+  }
+
   void Unpack(const Bytes& raw, Picture& picture) const override {
     picture.layout = TKMJPG_BGR3;
     picture.stride = int64_t{3} * format_.width;

@@ -1,5 +1,7 @@
 #include "tools/tkmjpg/media/raw_reader.h"
 
+#include <algorithm>
+
 #include "tkmjpg.h"
 #include "tools/tkmjpg/media/input_file.h"
 
@@ -48,6 +50,14 @@ class RawReader : public FrameReader {
     }
     ++frame_;
     return got != 0;
+  }
+
+  int64_t Skip(int64_t frames) override {
+    if (file_.Size() < 0) return FrameReader::Skip(frames);
+    const int64_t count = std::clamp<int64_t>(FrameCount() - frame_, 0, frames);
+    file_.Skip(static_cast<uint64_t>(count) * frame_bytes_);
+    frame_ += count;
+    return count;
   }
 
   void Unpack(const Bytes& raw, Picture& picture) const override {

@@ -58,6 +58,31 @@ class PartOfSound : public SoundReader {
   uint64_t to_skip_ = 0, left_ = 0;  // bytes
 };
 
+class ChunksOfSound : public SoundReader {
+ public:
+  ChunksOfSound(std::shared_ptr<SoundReader> sound, double begin, double end)
+      : sound_(std::move(sound)), format_(sound_->Format()), clock_(format_), end_(end) {
+    Bytes chunk;
+    while (clock_.Seconds() < begin && sound_->Read(chunk)) clock_.Add(chunk.size());
+    const uint64_t at = format_.start + clock_.Units();
+    format_.start = static_cast<uint32_t>(at - std::min(at, UnitsAt(format_, begin)));
+  }
+
+  const SoundFormat& Format() const override { return format_; }
+
+  bool Read(Bytes& chunk) override {
+    if (clock_.Seconds() >= end_ || !sound_->Read(chunk)) return false;
+    clock_.Add(chunk.size());
+    return true;
+  }
+
+ private:
+  std::shared_ptr<SoundReader> sound_;
+  SoundFormat format_;
+  SoundClock clock_;
+  double end_;
+};
+
 }  // namespace
 
 uint32_t SoundFormat::Tag() const {
@@ -137,6 +162,11 @@ size_t SoundClock::BytesUntil(double seconds) const {
 std::shared_ptr<SoundReader> SoundBetween(std::shared_ptr<SoundReader> sound, double begin,
                                           double end) {
   return std::make_shared<PartOfSound>(std::move(sound), begin, end);
+}
+
+std::shared_ptr<SoundReader> SoundChunksBetween(std::shared_ptr<SoundReader> sound, double begin,
+                                                double end) {
+  return std::make_shared<ChunksOfSound>(std::move(sound), begin, end);
 }
 
 }  // namespace tkmjpg::tool

@@ -69,4 +69,8 @@ class SoundClock {
 std::shared_ptr<SoundReader> SoundBetween(std::shared_ptr<SoundReader> sound, double begin,
                                           double end);
 
+// The chunks, whole, that begin from `begin` to `end` seconds after the first frame.
+std::shared_ptr<SoundReader> SoundChunksBetween(std::shared_ptr<SoundReader> sound, double begin,
+                                                double end);
+
 }  // namespace tkmjpg::tool

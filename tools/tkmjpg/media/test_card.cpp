@@ -139,6 +139,12 @@ class TestCard : public FrameReader {
     return true;
   }
 
+  int64_t Skip(int64_t frames) override {
+    const int64_t count = std::min(frames, frames_ - next_);
+    next_ += count;
+    return count;
+  }
+
   void Unpack(const Bytes& raw, Picture& picture) const override {
     int64_t frame = 0;
     std::memcpy(&frame, raw.data(), sizeof frame);

@@ -1,5 +1,6 @@
 #include "tools/tkmjpg/media/y4m_reader.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "tkmjpg.h"
@@ -12,6 +13,7 @@ namespace {
 
 constexpr size_t kLongestHeader = 4096;
 constexpr char kFrame[] = "FRAME";
+constexpr uint64_t kFrameHeader = sizeof kFrame;  // with the line feed
 
 class Y4mReader : public FrameReader {
  public:
@@ -37,23 +39,28 @@ class Y4mReader : public FrameReader {
 
   int64_t FrameCount() const override {
     if (file_.Size() < 0) return -1;
-    const uint64_t each = sizeof(kFrame) + frame_bytes_;  // with the line feed
-    return static_cast<int64_t>((static_cast<uint64_t>(file_.Size()) - first_frame_) / each);
+    return static_cast<int64_t>(FrameData() / (kFrameHeader + frame_bytes_));
   }
 
   bool Read(Bytes& raw) override {
-    if (!file_.ReadLine(line_, kLongestHeader)) return false;
-    if (line_ != kFrame && !line_.starts_with("FRAME ")) {
-      file_.Fail("no FRAME where frame " + std::to_string(frame_) + " should begin, at byte " +
-                 std::to_string(file_.Offset() - line_.size() - 1));
-    }
+    if (!ReadFrameHeader()) return false;
     raw.resize(frame_bytes_);
-    if (file_.Read(raw) != frame_bytes_) {
-      file_.Fail("ends within frame " + std::to_string(frame_) + ", at byte " +
-                 std::to_string(file_.Offset()));
-    }
-    ++frame_;
+    EndFrame(file_.Read(raw));
     return true;
+  }
+
+  // Frames may have parameters, which make them longer: then each is looked at.
+  int64_t Skip(int64_t frames) override {
+    int64_t skipped = 0;
+    if (HasPlainFrames()) {
+      skipped = std::clamp<int64_t>(FrameCount() - frame_, 0, frames);
+      file_.Skip(static_cast<uint64_t>(skipped) * kFrameHeader +
+                 static_cast<uint64_t>(skipped) * frame_bytes_);
+      frame_ += skipped;
+      return skipped;
+    }
+    for (; skipped < frames && ReadFrameHeader(); ++skipped) EndFrame(file_.Skip(frame_bytes_));
+    return skipped;
   }
 
   void Unpack(const Bytes& raw, Picture& picture) const override {
@@ -71,6 +78,32 @@ class Y4mReader : public FrameReader {
     } catch (const std::invalid_argument& error) {
       file_.Fail(error.what());
     }
+  }
+
+  uint64_t FrameData() const {
+    const auto size = static_cast<uint64_t>(file_.Size());
+    return size - std::min(size, first_frame_);
+  }
+
+  bool HasPlainFrames() const {
+    return file_.Size() >= 0 && FrameData() % (kFrameHeader + frame_bytes_) == 0;
+  }
+
+  bool ReadFrameHeader() {
+    if (!file_.ReadLine(line_, kLongestHeader)) return false;
+    if (line_ != kFrame && !line_.starts_with("FRAME ")) {
+      file_.Fail("no FRAME where frame " + std::to_string(frame_) + " should begin, at byte " +
+                 std::to_string(file_.Offset() - line_.size() - 1));
+    }
+    return true;
+  }
+
+  void EndFrame(uint64_t bytes) {
+    if (bytes != frame_bytes_) {
+      file_.Fail("ends within frame " + std::to_string(frame_) + ", at byte " +
+                 std::to_string(file_.Offset()));
+    }
+    ++frame_;
   }
 
   InputFile file_;
