@@ -121,7 +121,7 @@ void Command::Footer(const std::string& text) const { app_->footer(text); }
 
 void Command::Run(const std::function<void()>& run) const { app_->callback(run); }
 
-CommandLine::CommandLine(const std::string& name, const std::string& version,
+CommandLine::CommandLine(const std::string& name, const std::function<std::string()>& version,
                          const std::string& description)
     : app_(std::make_unique<CLI::App>(description, name)) {
   app_->require_subcommand(1);
