@@ -125,6 +125,7 @@ CommandLine::CommandLine(const std::string& name, const std::function<std::strin
                          const std::string& description)
     : app_(std::make_unique<CLI::App>(description, name)) {
   app_->require_subcommand(1);
+  app_->set_help_flag("-h,--help", "print this help");
   app_->fallthrough();
   app_->set_version_flag("--version", version, "print version, build and libraries");
 }
