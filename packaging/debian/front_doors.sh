@@ -11,7 +11,8 @@ tkmjpg decode film.avi back.y4m >/dev/null
 tkmjpg compare back.y4m film.avi >/dev/null
 [ "$(tkmjpg md5 film.avi)" = "$(tkmjpg md5 film.avi --cpu plain)" ]
 tkmjpg doctor >/dev/null
-for library in libpng libjpeg-turbo libavformat; do grep -q "$library" <<<"$(tkmjpg --version)"; done
+version=$(tkmjpg --version)
+for library in libpng libjpeg-turbo libavformat; do grep -q "$library [0-9]*\.[0-9]" <<<"$version"; done
 # A phone's progressive 4:2:0, which libjpeg-turbo decodes, and a film in another container.
 tkmjpg encode /work/progressive.jpg photo.avi >/dev/null
 [ "$(tkmjpg md5 /work/film.mov)" = "$(tkmjpg md5 /work/film.avi)" ]

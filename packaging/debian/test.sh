@@ -42,7 +42,7 @@ purge_from() {
   fi
 }
 
-# usage: make_films FOLDER: a film in AVI and MOV, and a progressive 4:2:0 JPEG, of ffmpeg and cjpeg.
+# usage: make_films FOLDER: a film of ffmpeg in AVI and MOV, a progressive 4:2:0 JPEG of cjpeg.
 make_films() {
   rm -rf "$1"
   mkdir -p "$1"
