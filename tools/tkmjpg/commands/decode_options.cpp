@@ -76,9 +76,8 @@ void AddDecodeOptions(const Command& command, DecodeOptions& o) {
   command
       .Add("INPUT", o.input, "NAME.avi, .mov, .mp4, .mkv, .nut, .mjpg, .jpg, NAME_%04d.jpg, or -")
       .Required();
-  command
-      .Add("--frames", o.frames, "frame A to frame B, counted from 0, B included; also A, A: or :B")
-      .ValueName("A:B");
+  command.Add("--frames", o.frames, "frames A:B, counted from 0, B included; also A, A: or :B")
+      .ValueName("RANGE");
   command.AddFlag("--one-field", o.one_field, "decode only the first image of each field pair");
   command.AddFlag("--smart", o.smart,
                   "make the lines of a missing field by interpolation, not by doubling");

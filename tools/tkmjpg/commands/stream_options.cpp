@@ -11,13 +11,13 @@ void AddPictureOptions(const Command& command, StreamOptions& options) {
   command
       .Add("--first-image", options.first_image,
            "which lines the first image of a field pair has: 0, 2, ... (top), 1, 3, ... (bottom), "
-           "or what the film tells (auto)")
+           "or what the film tells: auto")
       .OneOf({"top", "bottom", "auto"})
       .ShowDefault();
   command
       .Add("--range", options.range,
            "range of luma in the stream: limited (16 to 235), full (0 to 255), or what the film "
-           "tells (auto)")
+           "tells: auto")
       .OneOf({"limited", "full", "auto"})
       .ShowDefault();
 }
