@@ -103,6 +103,10 @@ def man(code, version):
     return "\n".join(out) + "\n"
 
 
+def prose(text):
+    return re.sub(r"`(\w+)`", r"<code>\1</code>", html.escape(text))
+
+
 def page(code):
     out = []
     for comment, declaration in sections(code):
@@ -115,10 +119,11 @@ def page(code):
                 out.append("</dl>")
             if block[0] == "item":
                 out.append("" if items else "<dl>")
-                out.append(f"<dt>{block[1]}</dt><dd>{html.escape(block[2])}</dd>")
+                out.append(f"<dt>{block[1]}</dt><dd>{prose(block[2])}</dd>")
             else:
-                tag = "p" if block[0] == "text" else "pre"
-                out.append(f"<{tag}>{html.escape(block[1])}</{tag}>")
+                is_text = block[0] == "text"
+                out.append(f"<p>{prose(block[1])}</p>" if is_text
+                           else f"<pre>{html.escape(block[1])}</pre>")
             items = block[0] == "item"
         out.append("</dl>" if items else "")
     return "\n".join(line for line in out if line) + "\n"

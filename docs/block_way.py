@@ -84,7 +84,7 @@ def draw(block, stream, quality_scale):
                "How much of each pattern is in there: flat at the top left, fine at the bottom "
                "right. Here the exact DCT; the codec's arithmetic comes within a step of it."),
         figure(tiles(levels, signed, lambda v: str(v) if v else ""), "3. Quantisation",
-               "Divided by steps that are coarse where the eye is. Most become 0: this is what "
+               "Divided by steps that are coarse where the eye is. Many become 0: this is what "
                "quality sets."),
         figure(lines(shown), "4. Codes", "In zig-zag order, runs of 0 and what comes after them. "
                "Frequent pairs get short codes."),

@@ -11,6 +11,11 @@ tkmjpg decode film.avi back.y4m >/dev/null
 tkmjpg compare back.y4m film.avi >/dev/null
 [ "$(tkmjpg md5 film.avi)" = "$(tkmjpg md5 film.avi --cpu plain)" ]
 tkmjpg doctor >/dev/null
+version=$(tkmjpg --version)
+for library in libpng libjpeg-turbo libavformat; do grep -q "$library [0-9]*\.[0-9]" <<<"$version"; done
+# A phone's progressive 4:2:0, which libjpeg-turbo decodes, and a film in another container.
+tkmjpg encode /work/progressive.jpg photo.avi >/dev/null
+[ "$(tkmjpg md5 /work/film.mov)" = "$(tkmjpg md5 /work/film.avi)" ]
 for page in /usr/share/man/man1/tkmjpg.1.gz /usr/share/man/man3/tkmjpg.3.gz; do
   gzip -dc "$page" | grep -q '^\.TH'
 done

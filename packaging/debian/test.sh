@@ -42,6 +42,18 @@ purge_from() {
   fi
 }
 
+# usage: make_films FOLDER: a film of ffmpeg in AVI and MOV, a progressive 4:2:0 JPEG of cjpeg.
+make_films() {
+  rm -rf "$1"
+  mkdir -p "$1"
+  local make=(ffmpeg -nostdin -v error)
+  "${make[@]}" -f lavfi -i testsrc=duration=1:size=320x240:rate=5 -pix_fmt yuvj422p -c:v mjpeg \
+    "$1/film.avi"
+  "${make[@]}" -i "$1/film.avi" -c copy "$1/film.mov"
+  "${make[@]}" -i "$1/film.avi" -frames:v 1 -f image2pipe -c:v ppm - |
+    cjpeg -progressive -sample 2x2 >"$1/progressive.jpg"
+}
+
 test_native() {
   local root=$here/build/root-test
   "${as_root[@]}" rm -rf "$root"
@@ -49,10 +61,15 @@ test_native() {
   "${as_root[@]}" mkdir "$root/packages" "$root/work"
   "${as_root[@]}" cp "$packages"/*.deb "$root/packages"
   "${as_root[@]}" cp "$here"/{packaging/debian/front_doors.sh,tests/install/program.c} "$root/work"
+  make_films "$here/build/package/films"
+  "${as_root[@]}" cp "$here"/build/package/films/* "$root/work"
+  # What the command recommends is wanted for films of other containers.
+  local recommended
+  recommended=$(dpkg-deb -f "$packages/tkmjpg_${version}_$native.deb" Recommends)
   # shellcheck disable=SC2046
   inside "$root" apt-get -y -qq --no-install-recommends install $(names "$native") \
-    "/packages/python3-tkmjpg_${version}_all.deb" gcc libc6-dev pkg-config gstreamer1.0-tools \
-    gstreamer1.0-plugins-base >"$here/build/package/install.log" 2>&1 ||
+    "/packages/python3-tkmjpg_${version}_all.deb" "$recommended" gcc libc6-dev pkg-config \
+    gstreamer1.0-tools gstreamer1.0-plugins-base >"$here/build/package/install.log" 2>&1 ||
     { tail "$here/build/package/install.log" >&2; die "they cannot be installed"; }
   inside "$root" bash /work/front_doors.sh
   purge_from "$root" libtkmjpg3 libtkmjpg-dev tkmjpg gstreamer1.0-tkmjpg python3-tkmjpg

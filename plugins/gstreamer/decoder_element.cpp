@@ -319,10 +319,11 @@ void InstallProperties(GObjectClass* object) {
                                                  GST_PARAM_MUTABLE_PLAYING);
   g_object_class_install_property(
       object, kRangeProperty,
-      g_param_spec_enum("range", "Range",
-                        "Luma of the stream. Auto: limited if a comment CS=ITU601 says so, else "
-                        "as the caps say, else limited with an AVI1 segment and full without",
-                        RangeType(), static_cast<gint>(Range::kAuto), settable));
+      g_param_spec_enum(
+          "range", "Range",
+          "Range of luma in the stream. Auto: limited if a comment CS=ITU601 says so, else "
+          "as the caps say, else limited with an AVI1 segment and full without",
+          RangeType(), static_cast<gint>(Range::kAuto), settable));
   g_object_class_install_property(
       object, kFirstImage,
       g_param_spec_enum("first-image", "First image",

@@ -24,8 +24,8 @@ void InstallEncoderOptions(GObjectClass* object) {
                                                 GST_PARAM_MUTABLE_PLAYING);
   g_object_class_install_property(
       object, kQuality,
-      g_param_spec_int("quality", "Quality", "1 (smallest) to 100 (best)", 1, 100, defaults.quality,
-                       playing));
+      g_param_spec_int("quality", "Quality", "From 1 (smallest) to 100 (best)", 1, 100,
+                       defaults.quality, playing));
   g_object_class_install_property(
       object, kBitrate,
       g_param_spec_uint("bitrate", "Bit rate",
@@ -45,25 +45,28 @@ void InstallEncoderOptions(GObjectClass* object) {
   g_object_class_install_property(
       object, kRange,
       g_param_spec_enum("range", "Range",
-                        "Luma of the stream; what comes in otherwise is converted. Players that "
-                        "know nothing else take a stream for full",
+                        "Range of luma in the stream; frames of the other range are converted. "
+                        "Browsers and jpegdec expect full",
                         RangeType(), static_cast<gint>(defaults.range), ready));
   g_object_class_install_property(
       object, kHuffmanTables,
-      g_param_spec_boolean("huffman-tables", "Huffman tables",
-                           "Each image carries its Huffman tables, for readers without defaults",
-                           defaults.huffman_tables, playing));
+      g_param_spec_boolean(
+          "huffman-tables", "Huffman tables",
+          "Write the Huffman tables into each image; many readers have no defaults",
+          defaults.huffman_tables, playing));
   g_object_class_install_property(
       object, kAlpha,
-      g_param_spec_boolean("alpha", "Alpha",
-                           "BGRA keeps its alpha plane, without loss, after the image",
-                           defaults.alpha, playing));
+      g_param_spec_boolean(
+          "alpha", "Alpha",
+          "Keep the alpha plane of BGRA, without loss, in a segment after the image",
+          defaults.alpha, playing));
   g_object_class_install_property(
       object, kThreads,
-      g_param_spec_uint("threads", "Threads",
-                        "Frames coded at once, each further one a frame of latency; 0: one a "
-                        "processor. Rate control codes one at a time",
-                        0, 64, defaults.threads, ready));
+      g_param_spec_uint(
+          "threads", "Threads",
+          "Frames coded at once; each one more than 1 is a frame of latency. 0: as many "
+          "as there are processors. Rate control codes one at a time",
+          0, 64, defaults.threads, ready));
 }
 
 bool SetOption(EncoderOptions& options, guint id, const GValue* value) {

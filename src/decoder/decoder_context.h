@@ -51,6 +51,7 @@ struct DecoderContext {
   uint32_t restart_number = 0;    // of the RSTn that comes next
   uint32_t restarts_to_go = 0;    // MCUs until it
   uint32_t sound_images = 0;      // that the fast rows have read to their ends
+  bool doubtful = false;          // an image of the frame was not
 };
 
 // Goes over to the next restart interval, if exactly the expected marker ended the last one.

@@ -79,6 +79,7 @@ bool FinishFastImage(DecoderContext& context, FastReader& reader) {
     ++context.sound_images;
     return true;
   }
+  context.doubtful = true;
   // Data is left over, for lines at the bottom were not wanted. The definition has stopped
   // somewhere in it, at most a buffer of its own further on: what has been staged here reaches
   // beyond that, and holds no marker but the one that ended it. One that a search could be for may

@@ -61,7 +61,7 @@ DecompressedFrame DecompressFrame(const uint8_t* data, uint32_t size, uint8_t* o
       .even_first = ((flags & kInvertFieldsOrder) != 0) != marked,
   };
   DecodeFieldFrame(context, target, choices, carry);
-  return {context.input.read_pos, context.sound_images};
+  return {context.input.read_pos, context.doubtful ? 0 : context.sound_images};
 }
 
 }  // namespace tkmjpg

@@ -20,8 +20,8 @@ struct DecompressedFrame {
   // Where in `data` reading stopped: after the EOI of an undamaged frame, in its entropy-coded data
   // if lines at the bottom were not wanted.
   const uint8_t* stop;
-  // Images that were read to their ends and in which nothing was found that an encoder cannot have
-  // written. Others need not be damaged.
+  // How many images it took, if all were read to their ends and nothing was found in them that an
+  // encoder cannot have written; else 0, though they need not be damaged.
   uint32_t sound_images;
 };
 

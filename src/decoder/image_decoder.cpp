@@ -74,6 +74,7 @@ bool DecodeImage(DecoderContext& context, BandSink& sink) {
   const DecoderContext prepared = context;
   if (DecodeFast(context, sink)) return true;
   context = prepared;
+  context.doubtful = true;
   BitReader reader;
   return ForEachBand(context, sink,
                      [&](const BandRows& band) { return DecodeMcuRow(context, reader, band); });

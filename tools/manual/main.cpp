@@ -11,7 +11,8 @@ namespace tkmjpg::manual {
 namespace {
 
 std::vector<ManualFile> AllFiles() {
-  const tool::CommandLine line(tool::kCommandName, "", tool::kCommandSummary);
+  const tool::CommandLine line(
+      tool::kCommandName, [] { return std::string(); }, tool::kCommandSummary);
   tool::AddSubcommands(line);
   const CommandDescription command = line.Describe();
   std::vector<ManualFile> files = ManPages(command);

@@ -26,7 +26,7 @@ int Report(const std::string& what, int exit_code) {
 }
 
 int Run(int argc, char** argv) {
-  CommandLine line(kCommandName, VersionText(), kCommandSummary);
+  CommandLine line(kCommandName, VersionText, kCommandSummary);
   AddSubcommands(line);
   try {
     line.Run(argc, argv);

@@ -126,10 +126,11 @@ void Command::Footer(const std::string& text) const { app_->footer(text); }
 
 void Command::Run(const std::function<void()>& run) const { app_->callback(run); }
 
-CommandLine::CommandLine(const std::string& name, const std::string& version,
+CommandLine::CommandLine(const std::string& name, const std::function<std::string()>& version,
                          const std::string& description)
     : app_(std::make_unique<CLI::App>(description, name)) {
   app_->require_subcommand(1);
+  app_->set_help_flag("-h,--help", "print this help");
   app_->fallthrough();
   app_->set_version_flag("--version", version, "print version, build and libraries");
 }

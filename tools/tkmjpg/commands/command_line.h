@@ -61,7 +61,8 @@ class Command {
 
 class CommandLine {
  public:
-  CommandLine(const std::string& name, const std::string& version, const std::string& description);
+  CommandLine(const std::string& name, const std::function<std::string()>& version,
+              const std::string& description);
   ~CommandLine();
   CommandLine(const CommandLine&) = delete;
   CommandLine& operator=(const CommandLine&) = delete;

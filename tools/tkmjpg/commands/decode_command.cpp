@@ -109,11 +109,14 @@ void AddDecodeCommand(const CommandLine& line) {
   AddDecodeOptions(command, *options);
   command.Add("OUTPUT", options->output, "what to write, see below");
   command.Add("--layout", options->target.layout,
-              "of raw frames and AVI: YuYv (default), YUY2, UYVY, BGR3, BGRA, R565, ...");
+              "layout of raw frames and AVI: YuYv (default), YUY2, UYVY, BGR3, BGRA, R565, ...");
   command.AddFlag("--alpha", options->target.alpha, "PNG with the alpha plane");
-  command.Add("--sound", options->sound, "write the first sound of the film to this FILE.wav");
-  command.Add("--verify", options->verify,
-              "write nothing; compare with a checksum made by the md5 command");
+  command.Add("--sound", options->sound, "write the first sound of the film to this FILE.wav")
+      .ValueName("FILE");
+  command
+      .Add("--verify", options->verify,
+           "write nothing; compare with a checksum made by the md5 command")
+      .ValueName("MD5");
   AddRunOptions(command, *options);
   command.AddFlag("-f,--force", options->force, "replace an output that exists");
   command.Footer(kFooter);

@@ -51,19 +51,20 @@ void AddDecodeOptions(const Command& command, DecodeOptions& o) {
       .Add("INPUT", o.input, "NAME.avi, .mov, .mp4, .mkv, .nut, .mjpg, .jpg, NAME_%04d.jpg, or -")
       .Required();
   AddFramesOption(command, o.frames);
-  command.AddFlag("--one-field", o.one_field, "of a field pair take the first image only");
-  command.AddFlag("--smart", o.smart, "a picture made from one field: interpolate, do not double");
+  command.AddFlag("--one-field", o.one_field, "decode only the first image of each field pair");
+  command.AddFlag("--smart", o.smart,
+                  "make the lines of a missing field by interpolation, not by doubling");
   AddStreamOptions(command, o.stream);
 }
 
 void AddRunOptions(const Command& command, DecodeOptions& o) {
   AddThreadsOption(command, o.threads, "frames decoded at once; the pixels are the same");
   command.AddFlag("--keep-going", o.keep_going,
-                  "where a frame cannot be decoded, repeat the one before it; of a damaged input "
-                  "keep the frames before");
+                  "repeat the frame before one that cannot be decoded; where the input breaks off, "
+                  "keep what came before");
   command.AddFlag("--conceal", o.conceal,
-                  "where rows of a damaged frame are lost, those of the frame before it; a frame "
-                  "that cannot be decoded is the one before it");
+                  "take rows that a damaged frame has lost, or all of one that cannot be decoded, "
+                  "from the frame before");
   command.AddFlag("-q,--quiet", o.quiet, "print nothing but errors");
 }
 

@@ -86,14 +86,18 @@ void AddInputOptions(const Command& command, EncodeOptions& o) {
   command.Add("INPUT", o.input, "what to read, see below").Required();
   command.Add("OUTPUT", o.output, "what to write, see below").Required();
   AddSourceOptions(command, o.source);
-  command.Add("--sound", o.sound, "put this FILE.wav into the AVI, in place of the film's sound");
+  command.Add("--sound", o.sound, "put this FILE.wav into the AVI, in place of the film's sound")
+      .ValueName("FILE");
   const Option fields = command.Add("--fields", o.fields,
                                     "code two fields a frame; which comes first: top or bottom");
   fields.OneOf({"top", "bottom"});
   command.AddFlag("--progressive", o.progressive, "code whole frames").Excludes(fields);
-  command.Add("--for", o.profile, "players (default), or driver: its classic form")
+  command
+      .Add("--for", o.profile,
+           "what will read the film: players (default), or programs with the driver")
       .OneOf({"players", "driver"});
-  command.Add("--range", o.range, "of luma in the stream: limited (16 to 235, default) or full")
+  command
+      .Add("--range", o.range, "range of luma in the stream: limited (16 to 235, default) or full")
       .OneOf({"limited", "full"});
   command.AddFlag("--alpha", o.source.alpha, "keep the alpha plane, lossless");
 }
@@ -101,10 +105,13 @@ void AddInputOptions(const Command& command, EncodeOptions& o) {
 void AddCodingOptions(const Command& command, EncodeOptions& o) {
   const Option quality = command.Add("--quality", o.quality, "1 (smallest) to 100 (best)");
   quality.ShowDefault().Within(1, 100);
-  const Option target = command.Add("--target-size", o.target_size,
-                                    "bytes that each frame comes near, as 40000 or 40k");
+  const Option target =
+      command
+          .Add("--target-size", o.target_size, "bytes that each frame comes near, as 40000 or 40k")
+          .ValueName("BYTES");
   const Option bitrate =
-      command.Add("--bitrate", o.bitrate, "bits a second that the film comes near, as 25M");
+      command.Add("--bitrate", o.bitrate, "bits a second that the film comes near, as 25M")
+          .ValueName("BITS");
   quality.Excludes(target).Excludes(bitrate);
   target.Excludes(bitrate);
   command.AddFlag("--strong", o.strong, "code frames again that are far off their size");

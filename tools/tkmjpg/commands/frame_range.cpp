@@ -32,7 +32,8 @@ FrameRange ParseFrameRange(const std::string& text) {
 }
 
 void AddFramesOption(const Command& command, std::string& frames) {
-  command.Add("--frames", frames, "A:B, frame A to frame B, counted from 0; B included");
+  command.Add("--frames", frames, "frames A:B, counted from 0, B included; also A, A: or :B")
+      .ValueName("RANGE");
 }
 
 void CheckReached(const std::string& film, const FrameRange& range, int64_t frames) {

@@ -84,7 +84,7 @@ class TextReport : public InfoReport {
   }
 
   void Frame(int64_t number, const FrameAnalysis& frame) override {
-    if (!frame.problems.empty()) NoteProblems(number, frame);
+    if (frame.size != 0 && !frame.problems.empty()) NoteProblems(number, frame);
     if (frames_ == InfoFrames::kNone) return;
     if (frame.size == 0) {
       Print("%7lld         0  the last frame again\n", static_cast<long long>(number));

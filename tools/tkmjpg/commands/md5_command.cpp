@@ -67,7 +67,8 @@ void AddMd5Command(const CommandLine& line) {
   auto options = std::make_shared<Md5Options>();
   AddDecodeOptions(command, *options);
   command.Add("--layout", options->layout, "of the frames: YuYv (default), YUY2, ...");
-  command.Add("--verify", options->verify, "print nothing; exit 1 if it is another one");
+  command.Add("--verify", options->verify, "print nothing; exit 1 if the checksum is another one")
+      .ValueName("MD5");
   AddRunOptions(command, *options);
   command.Footer(kFooter);
   command.Run([options] { PrintOrVerify(*options); });

@@ -5,11 +5,14 @@
 namespace tkmjpg::tool {
 
 void AddSourceOptions(const Command& command, InputOptions& o) {
-  command.Add("--size", o.size, "the input is raw frames of this size, as 720x576");
+  command.Add("--size", o.size, "the input is raw frames of this size, as 720x576")
+      .ValueName("WIDTHxHEIGHT");
   command.Add("--layout", o.layout,
-              "of raw frames: YUY2 (default), UYVY, VYUY, BGR3, BGR4, BGRA or R555");
-  command.Add("--rate", o.rate,
-              "frames a second of raw frames, pictures and .mjpg, as 25 (default) or 30000/1001");
+              "layout of raw frames: YUY2 (default), UYVY, VYUY, BGR3, BGR4, BGRA or R555");
+  command
+      .Add("--rate", o.rate,
+           "frames a second of raw frames, pictures and .mjpg, as 25 (default) or 30000/1001")
+      .ValueName("RATE");
   AddStartOption(command, o.start);
   command.AddFlag("--field-pairs", o.field_pairs,
                   "in .mjpg two images without field codes make a frame");

@@ -6,7 +6,7 @@
 namespace tkmjpg::tool {
 
 inline constexpr char kCommandName[] = "tkmjpg";
-inline constexpr char kCommandSummary[] = "Motion-JPEG: raw video in and out, exact and fast.";
+inline constexpr char kCommandSummary[] = "Motion-JPEG: raw video in and out, exact and fast";
 
 void AddSubcommands(const CommandLine& line);
 

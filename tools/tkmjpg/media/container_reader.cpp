@@ -210,4 +210,13 @@ std::unique_ptr<ContainerReader> OpenContainer(std::shared_ptr<const ByteSource>
   return std::make_unique<Reader>(std::move(source), name, container);
 }
 
+std::string ContainerLibrary() try {
+  const unsigned version = LoadLibAv().avformat_version();
+  return "libavformat " + std::to_string(version >> 16) + "." +
+         std::to_string(version >> 8 & 0xFF) + "." + std::to_string(version & 0xFF);
+} catch (const InputError&) {
+  return "no libavformat " + std::to_string(LIBAVFORMAT_VERSION_MAJOR) + " (install libavformat" +
+         std::to_string(LIBAVFORMAT_VERSION_MAJOR) + " for MOV, MP4, Matroska and NUT)";
+}
+
 }  // namespace tkmjpg::tool

@@ -23,4 +23,7 @@ std::unique_ptr<ContainerReader> OpenContainer(std::shared_ptr<const ByteSource>
                                                const std::string& name,
                                                const ContainerName& container);
 
+// What --version says of libavformat: its version, or why there is none.
+std::string ContainerLibrary();
+
 }  // namespace tkmjpg::tool

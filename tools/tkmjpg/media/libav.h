@@ -33,6 +33,7 @@ struct LibAv {
   F(avformat_close_input)         \
   F(avformat_find_stream_info)    \
   F(avformat_open_input)          \
+  F(avformat_version)             \
   F(avio_alloc_context)           \
   F(avio_context_free)
 // NOLINTNEXTLINE(bugprone-macro-parentheses): a name that is declared takes none

@@ -10,4 +10,6 @@ std::unique_ptr<ContainerReader> OpenContainer(std::shared_ptr<const ByteSource>
                    ", which this tkmjpg was built without: build it where libavformat-dev is");
 }
 
+std::string ContainerLibrary() { return "built without libavformat"; }
+
 }  // namespace tkmjpg::tool
