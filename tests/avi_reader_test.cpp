@@ -129,7 +129,7 @@ TEST(AviReader, TakesFourccsOfMotionJpegAlone) {
       {Riff({}, "WAVE"), "no AVI file"},
       {{}, "no AVI file"}};
   for (const auto& [bytes, message] : refused) {
-    EXPECT_EQ(ThrownBy<InputError>([&] { ParseAvi(MemorySource(bytes)); }), message);
+    EXPECT_EQ(ThrownBy<InputError>([&bytes = bytes] { ParseAvi(MemorySource(bytes)); }), message);
   }
 }
 

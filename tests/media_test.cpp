@@ -65,7 +65,7 @@ TEST(Y4mHeader, RefusesByName) {
       {"YUV4MPEG2 W2 H2 C410", "C410 is no known"},
       {"YUV4MPEG2 W2 H2 C444alpha", "C444alpha is no known"}};
   for (const auto& [text, message] : cases) {
-    ExpectHas(ThrownBy<std::invalid_argument>([&] { ParseY4mHeader(text); }), message);
+    ExpectHas(ThrownBy<std::invalid_argument>([&text = text] { ParseY4mHeader(text); }), message);
   }
 }
 
