@@ -104,7 +104,7 @@ size_t EntriesOfOldIndex(const Bytes& avi, const std::string& chunk) {
 // A film with these tracks, whose frame i has 100 + 31 * i bytes.
 std::string WriteFilm(const TemporaryFolder& folder, const SoundTracks& tracks, size_t frames = 50,
                       bool end_sound = false, uint64_t riff_bytes = kAviRiffBytes) {
-  const std::string path = folder.Path("a.avi");
+  std::string path = folder.Path("a.avi");
   AviWriter writer(path, MjpgAviVideo({64, 48}), Overwrite::kRefuse, tracks, riff_bytes);
   for (size_t i = 0; i < frames; ++i) writer.Write(Bytes(100 + 31 * i, static_cast<uint8_t>(i)));
   if (end_sound) writer.EndSoundHere();
