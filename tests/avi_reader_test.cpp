@@ -1,7 +1,6 @@
 // AVI files of every shape that is out there, made in memory.
-#include <gtest/gtest.h>
-
 #include "tests/bytes.h"
+#include "tests/expect.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/avi_parser.h"
 
@@ -130,13 +129,7 @@ TEST(AviReader, TakesFourccsOfMotionJpegAlone) {
       {Riff({}, "WAVE"), "no AVI file"},
       {{}, "no AVI file"}};
   for (const auto& [bytes, message] : refused) {
-    std::string refusal = "none";
-    try {
-      ParseAvi(MemorySource(bytes));
-    } catch (const InputError& error) {
-      refusal = error.what();
-    }
-    EXPECT_EQ(refusal, message);
+    EXPECT_EQ(ThrownBy<InputError>([&bytes = bytes] { ParseAvi(MemorySource(bytes)); }), message);
   }
 }
 

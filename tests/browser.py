@@ -1,9 +1,21 @@
-"""Headless Chromium, driven through WebDriver."""
+"""Tests of pages in headless Chromium, driven through WebDriver.
+
+usage of each: TKMJPG CHROMEDRIVER CHROMIUM [FOLDER]
+
+FOLDER gets screenshots, to look at.
+"""
 import base64
 import json
 import re
 import subprocess
+import sys
+import tempfile
+import unittest
 import urllib.request
+from pathlib import Path
+
+TKMJPG, CHROMEDRIVER, CHROMIUM = (str(Path(name).resolve()) for name in sys.argv[1:4])
+SCREENSHOTS = Path(sys.argv[4]) if len(sys.argv) > 4 else None
 
 CHROMIUM_OPTIONS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
                     "--no-first-run", "--disable-background-networking",
@@ -14,14 +26,14 @@ CHROMIUM_OPTIONS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-qu
 class Browser:
     """A WebDriver session."""
 
-    def __init__(self, chromedriver, chromium, folder):
-        self.driver = subprocess.Popen([chromedriver, "--port=0"], stdout=subprocess.PIPE,
+    def __init__(self, folder):
+        self.driver = subprocess.Popen([CHROMEDRIVER, "--port=0"], stdout=subprocess.PIPE,
                                        stderr=subprocess.DEVNULL, text=True)
         self.session = None
         port = next(int(match[1]) for line in self.driver.stdout
                     if (match := re.search(r"started successfully on port (\d+)", line)))
         self.url = f"http://127.0.0.1:{port}"
-        options = {"binary": chromium,
+        options = {"binary": CHROMIUM,
                    "args": [*CHROMIUM_OPTIONS, f"--user-data-dir={folder}"]}
         wanted = {"browserName": "chrome", "goog:loggingPrefs": {"browser": "ALL"},
                   "goog:chromeOptions": options}
@@ -70,3 +82,40 @@ class Browser:
 
     def log(self):
         return self.call(self.session + "/se/log", {"type": "browser"})
+
+
+class PageTest(unittest.TestCase):
+    """Tests of one page, which `make_page` writes into a folder that is gone with them."""
+    name = None  # of the screenshots
+    widths = (1600, 400)
+
+    @classmethod
+    def setUpClass(cls):
+        folder = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
+        cls.page = cls.make_page(folder)
+        cls.browser = Browser(folder / "profile")
+        cls.addClassCleanup(cls.browser.close)
+
+    def setUp(self):
+        self.browser.set_screen(1600)
+        self.browser.open(self.page)
+
+    def tearDown(self):
+        self.assertEqual(self.browser.log(), [])  # errors of scripts, refused requests
+
+    def test_fits_every_screen(self):
+        looks = set()
+        for width in self.widths:
+            for scheme in ("light", "dark"):
+                self.browser.set_screen(width, scheme)
+                with self.subTest(width=width, scheme=scheme):
+                    self.assertLessEqual(*self.browser.run(
+                        "const page = document.documentElement;"
+                        "return [page.scrollWidth, page.clientWidth];"))
+                looks.add(self.browser.run(
+                    "return getComputedStyle(document.body).backgroundColor;"))
+                if SCREENSHOTS:
+                    SCREENSHOTS.mkdir(exist_ok=True)
+                    picture = SCREENSHOTS / f"{self.name}_{width}_{scheme}.png"
+                    picture.write_bytes(self.browser.screenshot())
+        self.assertEqual(len(looks), 2)

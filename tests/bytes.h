@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
@@ -44,6 +45,14 @@ inline size_t Find(const Bytes& bytes, const Bytes& what, size_t from = 0) {
 }
 inline size_t FindMarker(const Bytes& stream, uint8_t marker, size_t from = 0) {
   return Find(stream, {0xFF, marker}, from);
+}
+
+// Of all bytes; 0 if they differ in number or there are none.
+inline double Psnr(const Bytes& a, const Bytes& b) {
+  if (a.size() != b.size() || a.empty()) return 0;
+  double sum = 0;
+  for (size_t i = 0; i < a.size(); ++i) sum += std::pow(double{1} * a[i] - b[i], 2);
+  return sum == 0 ? 99 : 10 * std::log10(255. * 255. * static_cast<double>(a.size()) / sum);
 }
 
 inline Bytes ReadBytes(const std::string& path) {

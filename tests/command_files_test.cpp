@@ -106,7 +106,7 @@ TEST_F(CommandFiles, NamesOfAnyBytes) {
   };
   for (const auto& c : cases) {
     const std::string out = RunWell(c.line);
-    EXPECT_NE(out.find(c.printed), std::string::npos) << c.line << "\n" << out;
+    ExpectHas(out, c.printed);
   }
 }
 

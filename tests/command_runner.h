@@ -1,13 +1,24 @@
 // Runs the command as a user does, in a folder that is gone with the test.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
 
 #include "tests/bytes.h"
+#include "tests/expect.h"
 #include "tests/temporary_folder.h"
+#include "tools/tkmjpg/media/avi_writer.h"
+
+inline std::string Y4m(const std::string& tags, int frames, int width, int height) {
+  std::string text = "YUV4MPEG2 W" + std::to_string(width) + " H" + std::to_string(height) +
+                     " F25:1 " + tags + "\n";
+  for (int f = 0; f < frames; ++f) {
+    text += "FRAME\n";
+    for (int i = 0; i < width * height * 3 / 2; ++i) text += static_cast<char>(i * (f + 3) % 200);
+  }
+  return text;
+}
 
 class CommandTest : public testing::Test {
  protected:
@@ -36,7 +47,7 @@ class CommandTest : public testing::Test {
     EXPECT_EQ(result.code, code);
     EXPECT_EQ(result.errors.rfind("tkmjpg: ", 0), 0U) << result.errors;
     EXPECT_EQ(result.errors.find('\n'), result.errors.size() - 1) << result.errors;
-    EXPECT_NE(result.errors.find(message), std::string::npos) << result.errors;
+    ExpectHas(result.errors, message);
     EXPECT_FALSE(Exists("x.avi") || Exists("x.y4m") || Exists("x.raw"));
   }
 
@@ -51,6 +62,13 @@ class CommandTest : public testing::Test {
   }
   void WriteFile(const std::string& name, const std::string& text) const {
     WriteFile(name, Bytes(text.begin(), text.end()));
+  }
+  void WriteAvi(const std::string& name, const std::vector<Bytes>& frames,
+                const tkmjpg::tool::VideoFormat& format) const {
+    tkmjpg::tool::AviWriter writer(folder_.Path(name), tkmjpg::tool::MjpgAviVideo(format),
+                                   tkmjpg::tool::Overwrite::kReplace);
+    for (const Bytes& frame : frames) writer.Write(frame);
+    writer.Finish();
   }
 
   TemporaryFolder folder_;

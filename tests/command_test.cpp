@@ -4,24 +4,14 @@
 #include "cpu/cpu_rung.h"
 #include "tests/command_runner.h"
 #include "tests/frame_calls.h"
-#include "tools/tkmjpg/media/avi_writer.h"
 
 namespace {
 
 class Command : public CommandTest {};
 
-std::string Y4m(const std::string& tags, int frames, int width, int height) {
-  std::string text = "YUV4MPEG2 W" + std::to_string(width) + " H" + std::to_string(height) +
-                     " F25:1 " + tags + "\n";
-  for (int f = 0; f < frames; ++f) {
-    text += "FRAME\n";
-    for (int i = 0; i < width * height * 3 / 2; ++i) text += static_cast<char>(i * (f + 3) % 200);
-  }
-  return text;
-}
-
 // Frames of the films that are not coded by the command.
 constexpr int kWidth = 48, kHeight = 32;
+const tkmjpg::tool::VideoFormat kFormat = {kWidth, kHeight};
 constexpr size_t kFrames = 7, kFrameBytes = kWidth * kHeight * 2;
 
 Bytes Encode(size_t n, uint32_t flags) {
@@ -36,14 +26,6 @@ std::vector<Bytes> Film(const std::vector<uint32_t>& flags) {
   std::vector<Bytes> frames;
   for (size_t n = 0; n < kFrames; ++n) frames.push_back(Encode(n, flags[n % flags.size()]));
   return frames;
-}
-
-// AVI tells the height where single fields do not.
-void WriteAvi(const std::string& path, const std::vector<Bytes>& frames) {
-  tkmjpg::tool::AviWriter writer(path, tkmjpg::tool::MjpgAviVideo({kWidth, kHeight}),
-                                 tkmjpg::tool::Overwrite::kReplace);
-  for (const Bytes& frame : frames) writer.Write(frame);
-  writer.Finish();
 }
 
 // What the library makes of the frames in sequence, with one carry record.
@@ -211,7 +193,7 @@ TEST_F(Command, DecodesTheSamePixelsForAnyThreads) {
       {{kOne}, "--smart", kSmart},
   };
   for (const auto& c : cases) {
-    WriteAvi(folder_.Path("film.avi"), Film(c.film));
+    WriteAvi("film.avi", Film(c.film), kFormat);
     for (const char* threads : {"1", "2", "5"}) {
       RunWell(std::string("decode film.avi film.raw -qf ") + c.options + " --threads " + threads);
       EXPECT_EQ(Output("film.raw"), Sequence(Film(c.film), c.flags)) << c.options << threads;
@@ -220,7 +202,7 @@ TEST_F(Command, DecodesTheSamePixelsForAnyThreads) {
 }
 
 TEST_F(Command, DecodesARangeOfFrames) {
-  WriteAvi(folder_.Path("film.avi"), Film({0}));
+  WriteAvi("film.avi", Film({0}), kFormat);
   const Bytes all = Sequence(Film({0}), 0, kYuy2);
   const struct {
     const char* range;
@@ -255,7 +237,7 @@ TEST_F(Command, RoundTripAndChecksum) {
       {"info a.avi --json", "\"index\": \"right\""}};
   for (const auto& [line, text] : outputs) {
     const std::string out = Run(line).out;
-    EXPECT_NE(out.find(text), std::string::npos) << line << ": " << out;
+    ExpectHas(out, text);
   }
 }
 

@@ -1,7 +1,6 @@
 // tkmjpg compare as a user runs it.
 #include "tests/command_runner.h"
 #include "tests/frame_calls.h"
-#include "tools/tkmjpg/media/avi_writer.h"
 
 namespace {
 
@@ -52,8 +51,7 @@ TEST_F(CompareCommand, CsvHasALineAFrame) {
             0U);
   EXPECT_EQ(std::count(csv.begin(), csv.end(), '\n'), 5);
   EXPECT_EQ(std::count(csv.begin(), csv.end(), ','), 5 * 8);
-  EXPECT_NE(RunWell("compare four.avi four.avi --csv").find(",inf,inf,inf,1.000000,"),
-            std::string::npos);
+  ExpectHas(RunWell("compare four.avi four.avi --csv"), ",inf,inf,inf,1.000000,");
 }
 
 TEST_F(CompareCommand, ThreadsChangeNothing) {
@@ -78,10 +76,7 @@ TEST_F(CompareCommand, FramesFollowTheOnesBeforeThem) {
     frames.push_back(Compress(pixels, {kYuy2, 48, 32, flags, 80}));
     frames.emplace_back();
   }
-  tkmjpg::tool::AviWriter writer(folder_.Path("film.avi"), tkmjpg::tool::MjpgAviVideo({48, 32}),
-                                 tkmjpg::tool::Overwrite::kReplace);
-  for (const Bytes& frame : frames) writer.Write(frame);
-  writer.Finish();
+  WriteAvi("film.avi", frames, {48, 32});
   RunWell("decode film.avi film.y4m -q");
   for (const char* threads : {"1", "2", "5"}) {
     const std::string text = RunWell("compare film.avi film.y4m --threads " + std::string(threads));
@@ -125,7 +120,7 @@ TEST_F(CompareCommand, SummaryAndExitCodes) {
   const std::string text = RunWell("compare testcard:64x48@25:6 six.avi");
   for (const char* line : {"6 frames: Y ", "\nSSIM: Y 0.9",
                            "\nworst frame: ", "\nfirst difference: frame 0, Y, line "}) {
-    EXPECT_NE(text.find(line), std::string::npos) << line << text;
+    ExpectHas(text, line);
   }
   ExpectRefusal("compare six.avi four.avi", 1, "four.avi: ends after 4 frames, the other one goes");
   EXPECT_EQ(Text("out.txt").rfind("4 frames: Y ", 0), 0U);
@@ -141,10 +136,10 @@ TEST_F(CompareCommand, ReportIsWrittenWholeOrNotAtAll) {
   EXPECT_EQ(Text("there.html"), "mine");
 
   RunWell("compare six.avi six.avi --report there.html --force");
-  EXPECT_NE(Text("there.html").find("First frame"), std::string::npos);
+  ExpectHas(Text("there.html"), "First frame");
   ExpectRefusal("compare six.avi four.avi --report short.html", 1, "ends after 4 frames");
   const std::string page = Text("short.html");
-  EXPECT_NE(page.find("<p class=\"note\">four.avi: ends after 4 frames"), std::string::npos);
+  ExpectHas(page, "<p class=\"note\">four.avi: ends after 4 frames");
   EXPECT_EQ(page.substr(page.size() - 8), "</html>\n");
 }
 

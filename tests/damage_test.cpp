@@ -191,7 +191,7 @@ TEST(SegmentCheck, NamesTheSegmentThatMakesNoSense) {
   for (const auto& c : cases) {
     const std::string said = CheckSegments(c.frame, AnalyseImage(c.frame, 0));
     EXPECT_EQ(said.empty(), std::string(c.segment).empty()) << c.name;
-    EXPECT_NE(said.find(c.segment), std::string::npos) << c.name << said;
+    ExpectHas(said, c.segment);
   }
 }
 
@@ -232,10 +232,10 @@ TEST_F(DamagedFilm, IsToldByEveryCommand) {
   for (const auto& c : cases) {
     const Result result = Run(c.arguments);
     EXPECT_EQ(result.code, c.code) << c.arguments;
-    EXPECT_NE(result.errors.find(c.message), std::string::npos) << c.arguments << result.errors;
+    ExpectHas(result.errors, c.message);
     EXPECT_EQ(result.errors.empty(), c.message.empty() && result.code == 0) << c.arguments;
   }
-  EXPECT_NE(RunWell("info bad.mjpg").find("the data ends early at byte"), std::string::npos);
+  ExpectHas(RunWell("info bad.mjpg"), "the data ends early at byte");
   EXPECT_EQ(RunWell("info good.mjpg").find("ends early"), std::string::npos);
   EXPECT_EQ(Output("bad.raw").size(), Output("good.raw").size());
 }
@@ -250,8 +250,7 @@ TEST_F(DamagedFilm, IsConcealedByTheFrameBefore) {
       const Result result =
           Run(std::string("decode -qf --conceal bad.mjpg bad.raw --threads ") + threads);
       EXPECT_EQ(result.code, 3);
-      EXPECT_NE(result.errors.find("(1 of 3 frames damaged, 1 concealed)"), std::string::npos)
-          << result.errors;
+      ExpectHas(result.errors, "(1 of 3 frames damaged, 1 concealed)");
       EXPECT_EQ(Output("bad.raw"), Output("good.raw")) << flags;
     }
   }

@@ -1,39 +1,21 @@
 #!/usr/bin/env python3
-"""Makes the page about the project, opens it in headless Chromium and uses it.
-
-usage: docs_page_test.py TKMJPG CHROMEDRIVER CHROMIUM [FOLDER]
-
-FOLDER gets screenshots, to look at.
-"""
+"""The page about the project, in use; see browser.py."""
 import subprocess
-import sys
-import tempfile
 import unittest
 from pathlib import Path
 
-from browser import Browser
+import browser
 
-TKMJPG, CHROMEDRIVER, CHROMIUM = (str(Path(name).resolve()) for name in sys.argv[1:4])
-SCREENSHOTS = Path(sys.argv[4]) if len(sys.argv) > 4 else None
 MAKE_PAGE = Path(__file__).resolve().parents[1] / "docs/make_page.py"
 
 
-class DocsPage(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(cls.folder.cleanup)
-        cls.page = Path(cls.folder.name) / "index.html"
-        subprocess.run([MAKE_PAGE, TKMJPG, "1.2.3", cls.page], check=True)
-        cls.browser = Browser(CHROMEDRIVER, CHROMIUM, Path(cls.folder.name) / "profile")
-        cls.addClassCleanup(cls.browser.close)
+class DocsPage(browser.PageTest):
+    name = "docs"
 
-    def setUp(self):
-        self.browser.set_screen(1600)
-        self.browser.open(self.page)
-
-    def tearDown(self):
-        self.assertEqual(self.browser.log(), [])  # errors of scripts, refused requests
+    @staticmethod
+    def make_page(folder):
+        subprocess.run([MAKE_PAGE, browser.TKMJPG, "1.2.3", folder / "index.html"], check=True)
+        return folder / "index.html"
 
     def test_links_lead_somewhere(self):
         links = self.browser.run("""return [...document.querySelectorAll("a")].map((link) =>
@@ -71,19 +53,6 @@ class DocsPage(unittest.TestCase):
             self.assertIn(name, text)
         self.assertNotIn("{{", text)
 
-    def test_fits_every_screen(self):
-        for width in (1600, 400):
-            for scheme in ("light", "dark"):
-                self.browser.set_screen(width, scheme)
-                with self.subTest(width=width, scheme=scheme):
-                    self.assertLessEqual(*self.browser.run(
-                        "const page = document.documentElement;"
-                        "return [page.scrollWidth, page.clientWidth];"))
-                if SCREENSHOTS:
-                    SCREENSHOTS.mkdir(exist_ok=True)
-                    name = f"docs_{width}_{scheme}.png"
-                    (SCREENSHOTS / name).write_bytes(self.browser.screenshot())
-
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=["docs_page_test"])

@@ -15,7 +15,9 @@
 #include <vector>
 
 #include "platform/portable/host_types.h"
+#include "tests/bytes.h"
 #include "tests/guarded_buffer.h"
+#include "tests/temporary_folder.h"
 #include "tkmjpg.h"
 
 using tkmjpg::DWORD, tkmjpg::LONG, tkmjpg::LPARAM, tkmjpg::LRESULT, tkmjpg::UINT, tkmjpg::WORD;
@@ -141,23 +143,18 @@ class OpenDriver {
 
 class DriverTest : public testing::Test {
  protected:
-  DriverTest() {
-    char folder[] = "/tmp/tkmjpg-profile-XXXXXX";
-    folder_ = mkdtemp(folder);
-    setenv("XDG_CONFIG_HOME", folder, 1);
-  }
-  ~DriverTest() override { std::filesystem::remove_all(folder_); }
+  DriverTest() { setenv("XDG_CONFIG_HOME", folder_.Path("").c_str(), 1); }
 
-  std::filesystem::path ProfileFile() const { return folder_ / "tkmjpg" / "profile.ini"; }
+  std::filesystem::path ProfileFile() const { return folder_.Path("tkmjpg/profile.ini"); }
   void WriteProfile(const std::string& text) const {
     std::filesystem::create_directories(ProfileFile().parent_path());
     std::ofstream(ProfileFile(), std::ios::binary) << text;
   }
   std::string ProfileText() const {
-    std::ifstream file(ProfileFile(), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    const Bytes bytes = ReadBytes(ProfileFile());
+    return {bytes.begin(), bytes.end()};
   }
 
  private:
-  std::filesystem::path folder_;
+  TemporaryFolder folder_;
 };

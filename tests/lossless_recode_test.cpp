@@ -118,7 +118,7 @@ TEST(LosslessRecode, RefusesByName) {
   };
   for (const auto& c : cases) {
     const FrameAnalysis frame = AnalyseFrame(c.stream);
-    EXPECT_NE((frame.refusal + frame.Loss()).find(c.what), std::string::npos) << c.what;
+    ExpectHas((frame.refusal + frame.Loss()), c.what);
     EXPECT_FALSE(frame.NeedsRecoding()) << c.what;
   }
 }

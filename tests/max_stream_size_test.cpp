@@ -4,13 +4,13 @@
 
 #include <bit>
 #include <cmath>
-#include <random>
 
 #include "encoder/coefficients_to_bits.h"
 #include "encoder/forward_dct.h"
 #include "encoder/quant_tables.h"
 #include "frame/marker_segments.h"
 #include "frame/transform_scale.h"
+#include "tests/bytes.h"
 #include "tkmjpg.h"
 
 namespace {
@@ -126,10 +126,9 @@ TEST(MaxStreamSize, BytesAroundAScan) {
 }
 
 // Noise of the two extreme values: all levels of a block are as large as they can be together.
-std::vector<uint8_t> Noise(int width, int height, int bytes) {
-  std::mt19937 random(1);
-  std::vector<uint8_t> pixels(static_cast<size_t>(width) * height * bytes);
-  for (uint8_t& pixel : pixels) pixel = static_cast<uint8_t>((random() & 1) * 255);
+Bytes Extremes(size_t size) {
+  Bytes pixels = Noise(size, 1);
+  for (uint8_t& pixel : pixels) pixel = static_cast<uint8_t>((pixel & 1) * 255);
   return pixels;
 }
 
@@ -145,7 +144,7 @@ TEST_P(MaxStreamSizeOfFrames, HoldsNoise) {
   const uint32_t capacity = TkmjpgMaxStreamSize(width, height, flags);
   for (const uint32_t layout : {TKMJPG_YUY2, TKMJPG_BGRA}) {
     const int bytes = layout == TKMJPG_YUY2 ? 2 : 4;
-    const std::vector<uint8_t> pixels = Noise(width, height, bytes);
+    const Bytes pixels = Extremes(static_cast<size_t>(width) * height * bytes);
     std::vector<uint8_t> stream(capacity);
     const uint32_t size = CompressBuffer_MJPG(pixels.data(), width * bytes, stream.data(), capacity,
                                               width, height, 100, flags, layout, 0, nullptr);

@@ -107,7 +107,7 @@ TEST_F(SampleRange, IsToldByTheHeaders) {
     WriteFile("a.jpg", c.image);
     RunWell(std::string("decode -qf a.jpg a.y4m ") + c.options);
     const std::string header = Text("a.y4m").substr(0, 80);
-    EXPECT_NE(header.find(std::string("XCOLORRANGE=") + c.range), std::string::npos) << header;
+    ExpectHas(header, std::string("XCOLORRANGE=") + c.range);
     RunWell(std::string("repair -qf a.jpg b.jpg"));
     RunWell(std::string("decode -qf b.jpg b.y4m ") + c.options);
     EXPECT_EQ(Text("b.y4m"), Text("a.y4m"));

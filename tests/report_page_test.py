@@ -1,23 +1,13 @@
 #!/usr/bin/env python3
-"""Opens the page that `tkmjpg compare --report` writes in headless Chromium and uses it.
-
-usage: report_page_test.py TKMJPG CHROMEDRIVER CHROMIUM [FOLDER]
-
-FOLDER gets screenshots, to look at.
-"""
+"""The page that `tkmjpg compare --report` writes, in use; see browser.py."""
 import base64
 import struct
 import subprocess
-import sys
-import tempfile
 import unittest
 import zlib
-from pathlib import Path
 
-from browser import Browser
+import browser
 
-TKMJPG, CHROMEDRIVER, CHROMIUM = (str(Path(name).resolve()) for name in sys.argv[1:4])
-SCREENSHOTS = Path(sys.argv[4]) if len(sys.argv) > 4 else None
 COLUMNS, LINES, FRAMES = 160, 96, 30
 WORST = 17  # this frame is damaged
 # A name that would run a script if the page took it for HTML.
@@ -55,38 +45,26 @@ def unfilter(kind, line, above, step):
     return line
 
 
-def make_report(folder):
-    """A film with one frame that is far worse than the others."""
-    def tkmjpg(*arguments):
-        subprocess.run([TKMJPG, *arguments], cwd=folder, check=True, stdout=subprocess.DEVNULL,
-                       stderr=subprocess.DEVNULL)
+class ReportPage(browser.PageTest):
+    name = "report"
+    widths = (1600, 700, 400)
 
-    card = f"testcard:{COLUMNS}x{LINES}@25:{FRAMES}"
-    tkmjpg("encode", card, "card.avi", "--quality", "95")
-    tkmjpg("decode", "card.avi", "card.y4m")
-    (folder / "card.y4m").rename(folder / SOURCE)
-    tkmjpg("encode", card, "film_%02d.jpg", "--quality", "40")
-    tkmjpg("encode", card, "bad_%02d.jpg", "--quality", "2")
-    (folder / f"bad_{WORST:02d}.jpg").replace(folder / f"film_{WORST:02d}.jpg")
-    tkmjpg("compare", SOURCE, "film_%02d.jpg", "--report", "report.html")
-    return folder / "report.html"
+    @staticmethod
+    def make_page(folder):
+        """Of a film with one frame that is far worse than the others."""
+        def tkmjpg(*arguments):
+            subprocess.run([browser.TKMJPG, *arguments], cwd=folder, check=True,
+                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
-
-class ReportPage(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(cls.folder.cleanup)
-        cls.page = make_report(Path(cls.folder.name))
-        cls.browser = Browser(CHROMEDRIVER, CHROMIUM, Path(cls.folder.name) / "profile")
-        cls.addClassCleanup(cls.browser.close)
-
-    def setUp(self):
-        self.browser.set_screen(1600)
-        self.browser.open(self.page)
-
-    def tearDown(self):
-        self.assertEqual(self.browser.log(), [])  # errors of scripts, refused requests
+        card = f"testcard:{COLUMNS}x{LINES}@25:{FRAMES}"
+        tkmjpg("encode", card, "card.avi", "--quality", "95")
+        tkmjpg("decode", "card.avi", "card.y4m")
+        (folder / "card.y4m").rename(folder / SOURCE)
+        tkmjpg("encode", card, "film_%02d.jpg", "--quality", "40")
+        tkmjpg("encode", card, "bad_%02d.jpg", "--quality", "2")
+        (folder / f"bad_{WORST:02d}.jpg").replace(folder / f"film_{WORST:02d}.jpg")
+        tkmjpg("compare", SOURCE, "film_%02d.jpg", "--report", "report.html")
+        return folder / "report.html"
 
     def choose(self, select, value):
         self.browser.run("""const select = document.getElementById(arguments[0]);
@@ -173,27 +151,10 @@ class ReportPage(unittest.TestCase):
                     level = round(16 + r * 219 / 255)
                     self.assertGreater(waveform[255 - level][x][0], 0)
 
-    def test_fits_every_screen(self):
-        looks = set()
-        for width in (1600, 700, 400):
-            for scheme in ("light", "dark"):
-                self.browser.set_screen(width, scheme)
-                with self.subTest(width=width, scheme=scheme):
-                    self.assertLessEqual(*self.browser.run(
-                        "const page = document.documentElement;"
-                        "return [page.scrollWidth, page.clientWidth];"))
-                looks.add(self.browser.run(
-                    "return getComputedStyle(document.body).backgroundColor;"))
-                if SCREENSHOTS:
-                    SCREENSHOTS.mkdir(exist_ok=True)
-                    name = f"report_{width}_{scheme}.png"
-                    (SCREENSHOTS / name).write_bytes(self.browser.screenshot())
-        self.assertEqual(len(looks), 2)
-
     def test_names_are_text(self):
         self.assertIn(SOURCE, self.browser.run("return document.querySelector('h1').textContent"))
         self.assertIn(SOURCE, self.browser.run("return document.title"))
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=["report_page_test"])

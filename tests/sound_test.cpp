@@ -1,9 +1,8 @@
 // Sound in AVI and WAV files: every byte comes back, and beside the frame that it belongs to.
 #include "tools/tkmjpg/media/sound.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/bytes.h"
+#include "tests/expect.h"
 #include "tests/temporary_folder.h"
 #include "tools/tkmjpg/error.h"
 #include "tools/tkmjpg/media/avi_reader.h"
@@ -102,6 +101,17 @@ size_t EntriesOfOldIndex(const Bytes& avi, const std::string& chunk) {
   return entries;
 }
 
+// A film with these tracks, whose frame i has 100 + 31 * i bytes.
+std::string WriteFilm(const TemporaryFolder& folder, const SoundTracks& tracks, size_t frames = 50,
+                      bool end_sound = false, uint64_t riff_bytes = kAviRiffBytes) {
+  std::string path = folder.Path("a.avi");
+  AviWriter writer(path, MjpgAviVideo({64, 48}), Overwrite::kRefuse, tracks, riff_bytes);
+  for (size_t i = 0; i < frames; ++i) writer.Write(Bytes(100 + 31 * i, static_cast<uint8_t>(i)));
+  if (end_sound) writer.EndSoundHere();
+  writer.Finish();
+  return path;
+}
+
 struct SoundCase {
   const char* name;
   SoundFormat format;
@@ -119,18 +129,13 @@ const SoundCase kSounds[] = {
 class SoundInAvi : public testing::TestWithParam<uint64_t> {};
 
 TEST_P(SoundInAvi, ComesBack) {
-  const VideoFormat format = {64, 48};
   for (const SoundCase& c : kSounds) {
     SCOPED_TRACE(c.name);
     const TemporaryFolder folder;
     const SoundTracks tracks = {std::make_shared<MadeSound>(c.format, c.chunks),
                                 std::make_shared<MadeSound>(Pcm(1, 8000, 8), SomeChunks(3, 9, 0))};
-    AviWriter writer(folder.Path("a.avi"), MjpgAviVideo(format), Overwrite::kRefuse, tracks,
-                     GetParam());
-    for (size_t i = 0; i < 50; ++i) writer.Write(Bytes(100 + 31 * i, static_cast<uint8_t>(i)));
-    writer.Finish();
-
-    AviReader reader(OpenByteSource(folder.Path("a.avi")), "a.avi");
+    const std::string path = WriteFilm(folder, tracks, 50, false, GetParam());
+    AviReader reader(OpenByteSource(path), "a.avi");
     const AviFile& file = reader.File();
     const SoundTracks read = reader.OpenSound();
     EXPECT_EQ(file.frames.size(), 50U);
@@ -146,7 +151,7 @@ TEST_P(SoundInAvi, ComesBack) {
       EXPECT_EQ(got.*member, c.format.*member);
     }
 
-    const Bytes avi = ReadBytes(folder.Path("a.avi"));
+    const Bytes avi = ReadBytes(path);
     const size_t header = Find(avi, {'a', 'u', 'd', 's'});
     EXPECT_EQ(Word(avi, header + 32), c.length);
     EXPECT_EQ(Word(avi, Find(avi, {'a', 'v', 'i', 'h'}) + 32), 3U);  // streams
@@ -169,11 +174,8 @@ TEST(SoundInAviOrder, IsThatOfTime) {
   for (const SoundCase& c : kSounds) {
     SCOPED_TRACE(c.name);
     const TemporaryFolder folder;
-    AviWriter writer(folder.Path("a.avi"), MjpgAviVideo({64, 48}), Overwrite::kRefuse,
-                     {std::make_shared<MadeSound>(c.format, c.chunks)});
-    for (size_t i = 0; i < 50; ++i) writer.Write(Bytes(100));
-    writer.Finish();
-    const Bytes avi = ReadBytes(folder.Path("a.avi"));
+    const Bytes avi =
+        ReadBytes(WriteFilm(folder, {std::make_shared<MadeSound>(c.format, c.chunks)}));
     const AviFile file = ParseAvi(MemorySource(avi));
     SoundClock clock(c.format);
     for (const AviFrame& chunk : file.sound[0].chunks) {
@@ -191,12 +193,8 @@ TEST(SoundInAviOrder, IsThatOfTime) {
 
 TEST(SoundInAviOrder, EndsWithTheFilmIfToldTo) {
   const TemporaryFolder folder;
-  AviWriter writer(folder.Path("a.avi"), MjpgAviVideo({64, 48}), Overwrite::kRefuse,
-                   {std::make_shared<MadeSound>(Pcm(1, 1000, 8), SomeChunks(10, 100, 0))});
-  for (size_t i = 0; i < 5; ++i) writer.Write(Bytes(100));
-  writer.EndSoundHere();
-  writer.Finish();
-  const AviFile file = ParseAvi(*OpenByteSource(folder.Path("a.avi")));
+  const auto sound = std::make_shared<MadeSound>(Pcm(1, 1000, 8), SomeChunks(10, 100, 0));
+  const AviFile file = ParseAvi(*OpenByteSource(WriteFilm(folder, {sound}, 5, true)));
   EXPECT_EQ(file.sound[0].chunks.size(), 2U);
 }
 
@@ -271,13 +269,7 @@ TEST(Wav, TakesWhatOthersWrite) {
       {Set(wav, Find(wav, {'f', 'm', 't', ' '}) + 12, Bytes(8)), "does not tell its rate"}};
   for (const auto& [bytes, message] : refused) {
     WriteBytes(path, bytes);
-    std::string refusal = "none";
-    try {
-      OpenWav(path);
-    } catch (const InputError& error) {
-      refusal = error.what();
-    }
-    EXPECT_EQ(refusal, path + ": " + message);
+    EXPECT_EQ(ThrownBy<InputError>([&] { OpenWav(path); }), path + ": " + message);
   }
 }
 

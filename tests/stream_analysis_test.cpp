@@ -1,8 +1,7 @@
 // What is told of a frame from its markers, and frames fixed by it.
 #include "tools/tkmjpg/streams/stream_analysis.h"
 
-#include <gtest/gtest.h>
-
+#include "tests/expect.h"
 #include "tests/frame_calls.h"
 #include "tools/tkmjpg/streams/quality_estimate.h"
 #include "tools/tkmjpg/streams/stream_repair.h"
@@ -77,7 +76,7 @@ TEST(StreamAnalysis, NamesWhatIsWrong) {
     SCOPED_TRACE(c.problem);
     const FrameAnalysis frame = AnalyseFrame(Set(undamaged, c.offset, c.values));
     ASSERT_FALSE(frame.problems.empty());
-    EXPECT_NE(frame.problems[0].find(c.problem), std::string::npos) << frame.problems[0];
+    ExpectHas(frame.problems[0], c.problem);
     EXPECT_EQ(!frame.refusal.empty(), c.refused);
   }
 }

@@ -265,7 +265,7 @@ TEST(RepairCheck, SeesWhatIsDifferent) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     const std::string difference = ComparePictures(c.original, c.repaired);
-    EXPECT_NE(difference.find(c.difference), std::string::npos) << difference;
+    ExpectHas(difference, c.difference);
     EXPECT_EQ(difference.empty(), *c.difference == '\0') << difference;
   }
 }
@@ -304,11 +304,9 @@ TEST_F(OddFilms, RepairSaysWhatItCouldNotDo) {
   const Bytes source = Encode(Mode(5)), own = Reshape(source, AnalyseImage(source, 0), kOwn);
   WriteFile("damaged.jpg", Set(own, AnalyseImage(own, 0).scan_begin + 50, {0xFF, 0x3A}));
   const std::string said = Run("repair damaged.jpg a.jpg").errors;
-  EXPECT_NE(said.find("0 recoded without loss"), std::string::npos) << said;
-  EXPECT_NE(
-      said.find("damaged.jpg: warning: frame 0, MCU row 0: FF3A in the entropy-coded data at byte"),
-      std::string::npos)
-      << said;
+  ExpectHas(said, "0 recoded without loss");
+  ExpectHas(said,
+            "damaged.jpg: warning: frame 0, MCU row 0: FF3A in the entropy-coded data at byte");
 
   // Without tables its numbers of them said nothing; with tables they are wrong. Images of 12 bits
   // are not coded again.

@@ -5,13 +5,14 @@
 #include <gst/video/video.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "tests/bytes.h"
+#include "tests/expect.h"
+#include "tkmjpg.h"
 
 struct Unref {
   void operator()(GstBuffer* buffer) const { gst_buffer_unref(buffer); }
@@ -113,6 +114,18 @@ inline Buffer BufferOf(const Bytes& bytes) {
   return buffer;
 }
 
+// What the codec itself makes of a picture.
+inline Bytes CodecStream(const GstVideoInfo& info, GstBuffer* picture, uint32_t layout,
+                         uint32_t flags, int quality) {
+  const Bytes pixels = BytesOf(picture);
+  Bytes stream(1 << 22);
+  stream.resize(CompressBuffer_MJPG(pixels.data(), GST_VIDEO_INFO_PLANE_STRIDE(&info, 0),
+                                    stream.data(), 1 << 22, GST_VIDEO_INFO_WIDTH(&info),
+                                    GST_VIDEO_INFO_HEIGHT(&info), quality,
+                                    flags | TKMJPG_C_HUFFMAN_TABLES, layout, 0, nullptr));
+  return stream;
+}
+
 inline int Count(const Bytes& bytes, const std::string& text) {
   int count = 0;
   for (auto at = bytes.begin();; ++at, ++count) {
@@ -153,6 +166,17 @@ class ElementHarness {
     Buffer result = Pull();
     EXPECT_NE(result, nullptr);
     return result;
+  }
+  void SendEnd() { gst_harness_push_event(harness_, gst_event_new_eos()); }
+  void SendSegment() {
+    GstSegment segment;
+    gst_segment_init(&segment, GST_FORMAT_TIME);
+    gst_harness_push_event(harness_, gst_event_new_segment(&segment));
+  }
+  void Flush() {
+    gst_harness_push_event(harness_, gst_event_new_flush_start());
+    gst_harness_push_event(harness_, gst_event_new_flush_stop(TRUE));
+    SendSegment();
   }
   int Waiting() const { return static_cast<int>(gst_harness_buffers_in_queue(harness_)); }
 

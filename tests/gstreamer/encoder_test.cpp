@@ -2,7 +2,6 @@
 #include <tuple>
 
 #include "tests/gstreamer/element_harness.h"
-#include "tkmjpg.h"
 
 namespace {
 
@@ -26,18 +25,6 @@ Bytes WithoutMarks(Bytes stream) {
   }
 }
 
-Bytes CodecStream(const GstVideoInfo& info, GstBuffer* picture, uint32_t layout, uint32_t flags) {
-  GstMapInfo map;
-  EXPECT_TRUE(gst_buffer_map(picture, &map, GST_MAP_READ));
-  Bytes stream(1 << 20);
-  stream.resize(CompressBuffer_MJPG(map.data, GST_VIDEO_INFO_PLANE_STRIDE(&info, 0), stream.data(),
-                                    1 << 20, GST_VIDEO_INFO_WIDTH(&info),
-                                    GST_VIDEO_INFO_HEIGHT(&info), 75,
-                                    flags | TKMJPG_C_HUFFMAN_TABLES, layout, 0, nullptr));
-  gst_buffer_unmap(picture, &map);
-  return stream;
-}
-
 TEST(GstEncoder, GivesTheStreamsOfTheCodec) {
   constexpr uint32_t kPair = TKMJPG_C_FIELDS | TKMJPG_C_SWAP_LINES;
   const std::tuple<const char*, const char*, uint32_t, uint32_t> cases[] = {
@@ -56,7 +43,7 @@ TEST(GstEncoder, GivesTheStreamsOfTheCodec) {
     const GstVideoInfo info = InfoOf(caps);
     ElementHarness encoder("tkmjpgenc", caps);
     Buffer picture = NewPicture(info);
-    const Bytes expected = CodecStream(info, picture.get(), layout, flags);
+    const Bytes expected = CodecStream(info, picture.get(), layout, flags, 75);
     const Bytes stream = BytesOf(encoder.Through(std::move(picture)).get());
     EXPECT_EQ(Count(stream, kMark), flags == kPair ? 2 : 1);
     EXPECT_EQ(stream.size() % 8, 0U);
@@ -167,7 +154,7 @@ TEST(GstEncoder, RefusesFieldsInBuffersOfTheirOwn) {
   EXPECT_EQ(encoder.Push(NewPicture(InfoOf(RawCaps("YUY2", 64, 48)))), GST_FLOW_NOT_NEGOTIATED);
   const auto messages = encoder.Messages();
   ASSERT_FALSE(messages.empty());
-  EXPECT_NE(messages[0].find("both have to be in one"), std::string::npos) << messages[0];
+  ExpectHas(messages[0], "both have to be in one");
 }
 
 // White and black by `colorimetry` are those of the output, and the stream says which they are.
@@ -225,7 +212,7 @@ TEST(GstEncoder, RateControlComesNearItsTarget) {
     SCOPED_TRACE(option);
     ElementHarness encoder(std::string("tkmjpgenc ") + option, caps);
     for (int i = 0; i < 12; ++i) encoder.Push(NewPicture(InfoOf(caps), i));
-    gst_harness_push_event(encoder.get(), gst_event_new_eos());
+    encoder.SendEnd();
     ASSERT_EQ(encoder.Waiting(), 12);
     Buffer last;
     for (int i = 0; i < 12; ++i) last = encoder.Pull();
@@ -266,7 +253,7 @@ TEST(GstEncoder, ThreadsKeepOrderAndBytes) {
       four.Push(NewPicture(InfoOf(caps), i));
       EXPECT_EQ(four.Waiting(), std::max(0, i + 1 - (option.empty() ? 3 : 1)));
     }
-    gst_harness_push_event(four.get(), gst_event_new_eos());
+    four.SendEnd();
     ASSERT_EQ(four.Waiting(), 10);
     for (int i = 0; i < 10; ++i) {
       const Buffer expected = one.Pull(), stream = four.Pull();
@@ -298,7 +285,7 @@ TEST(GstEncoder, RenegotiatesWithFramesUnderWay) {
     EXPECT_EQ(gst_buffer_get_size(both.Pull().get()), 64U * 48 * 2);
   }
   both.Push(NewPicture(InfoOf(large)));
-  gst_harness_push_event(both.get(), gst_event_new_eos());
+  both.SendEnd();
   EXPECT_EQ(gst_buffer_get_size(both.Pull().get()), 96U * 80 * 2);
   EXPECT_EQ(both.OutputField("width"), "96");
 }
@@ -307,13 +294,9 @@ TEST(GstEncoder, FlushDropsWhatIsUnderWay) {
   const std::string caps = RawCaps("YUY2", 64, 48);
   ElementHarness encoder("tkmjpgenc threads=4", caps);
   for (int i = 0; i < 3; ++i) encoder.Push(NewPicture(InfoOf(caps), i));
-  gst_harness_push_event(encoder.get(), gst_event_new_flush_start());
-  gst_harness_push_event(encoder.get(), gst_event_new_flush_stop(TRUE));
-  GstSegment segment;
-  gst_segment_init(&segment, GST_FORMAT_TIME);
-  gst_harness_push_event(encoder.get(), gst_event_new_segment(&segment));
+  encoder.Flush();
   encoder.Push(NewPicture(InfoOf(caps), 7));
-  gst_harness_push_event(encoder.get(), gst_event_new_eos());
+  encoder.SendEnd();
   ASSERT_EQ(encoder.Waiting(), 1);
   EXPECT_EQ(GST_BUFFER_PTS(encoder.Pull().get()), 3 * 40 * GST_MSECOND);
 }
@@ -340,11 +323,9 @@ TEST(GstElements, CanBeUsedAgain) {
     EXPECT_EQ(BytesOf(back.get()), first);
     gst_element_set_state(both.get()->element, GST_STATE_NULL);
     gst_harness_play(both.get());
-    GstSegment segment;
-    gst_segment_init(&segment, GST_FORMAT_TIME);
     gst_harness_push_event(both.get(), gst_event_new_stream_start("again"));
     both.SetCaps(caps);
-    gst_harness_push_event(both.get(), gst_event_new_segment(&segment));
+    both.SendSegment();
   }
 }
 

@@ -36,17 +36,6 @@ class GstPipelines : public testing::Test {
  protected:
   std::string File(const std::string& name) const { return folder_.Path(name); }
 
-  // PSNR of all bytes of two files of raw frames; 0 if they differ in size.
-  double FilePsnr(const std::string& a, const std::string& b) const {
-    const Bytes first = ReadBytes(File(a)), second = ReadBytes(File(b));
-    if (first.empty() || first.size() != second.size()) return 0;
-    double sum = 0;
-    for (size_t i = 0; i < first.size(); ++i) {
-      sum += (first[i] - second[i]) * (first[i] - second[i]);
-    }
-    return sum == 0 ? 99 : 10 * std::log10(255.0 * 255.0 * static_cast<double>(first.size()) / sum);
-  }
-
   // A film of ten pictures, without gaps between lines, through `line`, and how near it came back,
   // as RGB.
   double ThereAndBack(bool interlaced, const std::string& line) const {
@@ -70,7 +59,7 @@ class GstPipelines : public testing::Test {
       EXPECT_EQ(RunLine("filesrc " + coded + line.substr(file + 4) + " ! " + raw_file("back.raw")),
                 "");
     }
-    return FilePsnr("source.raw", "back.raw");
+    return Psnr(ReadBytes(File("source.raw")), ReadBytes(File("back.raw")));
   }
 
   TemporaryFolder folder_;
@@ -113,8 +102,7 @@ TEST_F(GstPipelines, OtherKindsAreRefusedWithTheirReason) {
   for (const auto& [line, reason] : cases) {
     const std::string error =
         RunLine(std::string("videotestsrc num-buffers=3 ! ") + line + " ! tkmjpgdec ! fakesink");
-    EXPECT_NE(error.find("for another decoder: " + std::string(reason)), std::string::npos)
-        << error;
+    ExpectHas(error, "for another decoder: " + std::string(reason));
   }
 }
 

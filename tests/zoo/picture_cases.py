@@ -2,10 +2,9 @@
 import json
 
 import film as films
-import jpeg_bytes
 import writers
-from programs import Wrong, ffmpeg, run
-from own_command import coded, decoded, failed_with_one_line, succeeded
+from programs import Wrong, ffmpeg
+from own_command import coded, succeeded
 
 
 def profiles_show_the_same(order):
@@ -37,23 +36,6 @@ def compare_lines_up(profile):
     return check
 
 
-def first_image_overrides(command, folder):
-    path = coded(command, folder, films.source(176, 144, 3, "t"))
-    right = decoded(command, path, "--first-image", "top")
-    other = decoded(command, path, "--first-image", "bottom")
-    if films.psnr(right.with_lines_swapped(), other) < 99:
-        raise Wrong("--first-image bottom does not put the fields in each other's place")
-    if films.psnr(right, decoded(command, path, "--first-image", "auto")) < 99:
-        raise Wrong("--first-image auto is not as top")
-
-
-def range_overrides(command, folder):
-    path = writers.by_ffmpeg()(folder, "full.avi", films.source(96, 64, 2, full=True))
-    for wanted in ("limited", "full"):
-        if decoded(command, path, "--range", wanted).full != (wanted == "full"):
-            raise Wrong(f"Y4M is not marked as --range {wanted} says")
-
-
 def png_levels(full):
     def check(command, folder):
         """A stream's luma of 16 and 235 is black and white, or in full range two greys."""
@@ -71,36 +53,13 @@ def png_levels(full):
     return check
 
 
-def comment_before_sof(command, folder):
-    path = coded(command, folder, films.source(96, 64, 2, "t"))
-    for frame in jpeg_bytes.avi_frames(path.read_bytes()):
-        for image in jpeg_bytes.images_of(frame):
-            found = [(marker, image[begin + 4:end]) for marker, begin, end
-                     in jpeg_bytes.segments(image)]
-            at = [i for i, (marker, body) in enumerate(found)
-                  if marker == jpeg_bytes.COM and body.rstrip(b"\0") == b"CS=ITU601"]
-            sof = [i for i, (marker, _) in enumerate(found) if marker == 0xC0]
-            if not at or at[0] > sof[0]:
-                raise Wrong("no comment CS=ITU601 before SOF0 in each image")
-
-
-def old_option_is_gone(command, folder):
-    source = films.write_y4m(films.source(96, 64, 2, "t"), folder / "in.y4m")
-    done = run([command, "encode", source, folder / "film.avi", "--top-image-first"])
-    failed_with_one_line(done, codes=(2,))
-
-
 CASES = [
     ("fields/profiles-show-the-same-t", "1", profiles_show_the_same("t")),
     ("fields/profiles-show-the-same-b", "1", profiles_show_the_same("b")),
     ("fields/compare-players", "1", compare_lines_up("players")),
     ("fields/compare-driver", "1", compare_lines_up("driver")),
-    ("fields/first-image-overrides", "1", first_image_overrides),
-    ("fields/top-image-first-is-gone", "1", old_option_is_gone),
-    ("range/overrides", "2", range_overrides),
     ("range/png-of-full", "2", png_levels(True)),
     ("range/png-of-limited", "2", png_levels(False)),
-    ("range/comment-before-sof", "2", comment_before_sof),
 ]
 
 

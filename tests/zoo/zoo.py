@@ -20,15 +20,12 @@ sys.dont_write_bytecode = True  # the tree of the sources stays as it is
 import damage_cases
 import decode_cases
 import encode_cases
-import looking_cases
-import lost_cases
 import picture_cases
 import remake_cases
 import sound_cases
 from programs import Missing, Wrong
 
-TABLES = (decode_cases, encode_cases, picture_cases, remake_cases, sound_cases, damage_cases,
-          lost_cases, looking_cases)
+TABLES = (decode_cases, encode_cases, picture_cases, remake_cases, sound_cases, damage_cases)
 
 
 def options():
