@@ -60,8 +60,7 @@ void AddDecodeOptions(const Command& command, DecodeOptions& o) {
 void AddRunOptions(const Command& command, DecodeOptions& o) {
   AddThreadsOption(command, o.threads, "frames decoded at once; the pixels are the same");
   command.AddFlag("--keep-going", o.keep_going,
-                  "repeat the frame before one that cannot be decoded; where the input breaks off, "
-                  "keep what came before");
+                  "go on where a frame cannot be decoded: with the one before it");
   command.AddFlag("--conceal", o.conceal,
                   "take rows that a damaged frame has lost, or all of one that cannot be decoded, "
                   "from the frame before");
@@ -82,8 +81,7 @@ void RunDecode(const DecodeOptions& options, const std::string& output, const Op
                         [&](bool early) {
                           if (early || settings.range.last != INT64_MAX) writer.EndSoundHere();
                           writer.Finish();
-                        },
-                        options.keep_going || options.input == "-"};
+                        }};
   RunToEnd(film, [&] {
     result = DecodeFilm(input, input.Format(), writer, settings);
     if (result.frames == 0) throw InputError(options.input + ": holds no frame to decode");

@@ -55,7 +55,8 @@ constexpr char kFooter[] =
     "frame.\n"
     "\n"
     "Frames count from 0 in messages. Exit code: 0 done, 1 bad input or an output that cannot be\n"
-    "written (what there is of the film is kept), 2 bad usage, 130, 143 or 129 after a signal.";
+    "written (what there is of the film is kept), 2 bad usage, 3 frames of the film that was read\n"
+    "were damaged, 130, 143 or 129 after a signal.";
 
 void CheckRange(const EncodeOptions& options) {
   if (options.StreamRange() == Range::kLimited) return;
@@ -133,8 +134,8 @@ void AddCodingOptions(const Command& command, EncodeOptions& o) {
 void AddRunOptions(const Command& command, EncodeOptions& o) {
   AddPartOptions(command, o.part);
   AddThreadsOption(command, o.threads, "frames coded at once; the bytes are the same");
-  command.AddFlag("--keep-going", o.keep_going,
-                  "for scripts; what comes before the damage is kept in any case");
+  command.AddFlag("--keep-going", o.source.keep_going,
+                  "go on where a frame of a film cannot be read: with the one before it");
   command.AddFlag("-f,--force", o.force, "replace an output that exists");
   command.AddFlag("-q,--quiet", o.quiet, "print nothing but errors");
 }

@@ -117,7 +117,7 @@ class EncodeRun {
 
   void Run() {
     const FilmEnd film = {options_.output, [this] { return progress_.Frames(); },
-                          [this](bool early) { Finish(early); }, true, part_.WholeOnly()};
+                          [this](bool early) { Finish(early); }, part_.WholeOnly()};
     RunToEnd(film, [this] {
       Code();
       if (progress_.Frames() > 0 || Interrupted()) return;
@@ -126,7 +126,9 @@ class EncodeRun {
     });
     part_.WriteManifest(FilmFrames(), progress_.Frames());
     progress_.Summarise(options_.output);
+    TakeProblems(*reader_);
     if (!options_.quiet) Warn();
+    TellDamage();
   }
 
  private:
@@ -303,10 +305,17 @@ class EncodeRun {
 
   void TakeProblems(const FrameReader& reader) {
     for (const std::string& problem : reader.Problems()) problems_.insert(problem);
+    damaged_.Add(reader.Damaged());
   }
 
-  void Warn() {
-    TakeProblems(*reader_);
+  void TellDamage() const {
+    if (damaged_.frames == 0) return;
+    throw DamageError(options_.input + ": " + damaged_.what + " (" +
+                      std::to_string(damaged_.frames) +
+                      (damaged_.frames == 1 ? " frame" : " frames") + " damaged)");
+  }
+
+  void Warn() const {
     for (const std::string& problem : problems_) WarnOf(options_.input, problem);
     const std::string lost = LostSound(options_.output, reader_->OpenSound());
     if (!lost.empty()) WarnOf(options_.input, lost);
@@ -344,6 +353,7 @@ class EncodeRun {
   bool ended_ = false;  // the film, or what is written of it
   uint64_t bytes_ = 0;  // of the frames that were written
   std::set<std::string> problems_;
+  DamageCount damaged_;
 };
 
 }  // namespace

@@ -27,7 +27,6 @@ struct EncodeOptions {
   bool strong = false;
   bool huffman_tables = true;
   bool progressive = false;
-  bool keep_going = false;
   bool quiet = false;
   bool force = false;
   int threads = 1;

@@ -25,7 +25,7 @@ void RunToEnd(const FilmEnd& film, const std::function<void()>& run) {
   } catch (const OutputError& error) {
     throw OutputError(Kept(film, error.what()));
   } catch (const InputError& error) {
-    if (!film.keeps_bad_input || film.output.empty()) throw;
+    if (film.output.empty()) throw;
     throw InputError(Kept(film, error.what()));
   } catch (const Interruption&) {
     if (film.output.empty()) throw;

@@ -11,7 +11,6 @@ struct FilmEnd {
   std::string output;                      // its name; empty if none is written
   std::function<int64_t()> frames;         // that were written so far
   std::function<void(bool early)> finish;  // makes the output whole with them
-  bool keeps_bad_input = true;             // also where the input is damaged
   bool whole_only = false;                 // nothing is kept that ends early
 };
 

@@ -17,7 +17,7 @@ constexpr uint32_t kNewMemory = 256;
 class FilmFrames : public FrameReader {
  public:
   FilmFrames(const std::string& name, const StreamOptions& stream, const InputOptions& options)
-      : name_(name), film_(name, stream, 0) {
+      : name_(name), film_(name, stream, 0), keep_going_(options.keep_going) {
     film_.RequireSize();
     format_ = film_.Format();
     if (options.field_order) format_.field_order = *options.field_order;
@@ -34,6 +34,7 @@ class FilmFrames : public FrameReader {
   // The frame's number, for messages, then the stream.
   bool Read(Bytes& raw) override {
     if (!film_.Read(raw)) return false;
+    if (keep_going_ && !raw.empty()) Replace(raw);
     if (raw.empty()) raw = last_;  // the frame before goes on
     last_ = raw;
     if (frame_ == 0 && !raw.empty()) {
@@ -74,48 +75,64 @@ class FilmFrames : public FrameReader {
     if (!decoded.refusal.empty()) {
       throw InputError(name_ + ": frame " + std::to_string(frame) + ": " + decoded.refusal);
     }
-    if (!decoded.damage.empty()) Note(frame, decoded.damage.front());
+    if (!decoded.damage.empty()) {
+      Note(frame, Describe(decoded.damage.front(), "frame " + std::to_string(frame)));
+    }
     if (picture.layout == TKMJPG_YuYv) picture.layout = TKMJPG_YUY2;  // the same to an encoder
   }
 
-  std::vector<std::string> Problems() const override {
-    std::vector<std::string> problems = film_.Problems();
+  std::vector<std::string> Problems() const override { return film_.Problems(); }
+
+  DamageCount Damaged() const override {
     const std::lock_guard lock(mutex_);
-    if (damaged_ > 0) {
-      problems.push_back(first_damage_ + " (" + std::to_string(damaged_) +
-                         (damaged_ == 1 ? " frame" : " frames") + " damaged)");
-    }
-    return problems;
+    return damaged_;
   }
 
  private:
-  void Note(int64_t frame, const Damage& damage) const {
+  // A stream that cannot be decoded gives way to the one before it.
+  void Replace(Bytes& raw) const {
+    const std::string refusal = AnalyseFrame(raw).refusal;
+    if (refusal.empty()) return;
+    Note(frame_, "frame " + std::to_string(frame_) + ": " + refusal);
+    raw.clear();
+  }
+
+  void Note(int64_t frame, const std::string& what) const {
     const std::lock_guard lock(mutex_);
-    if (damaged_++ != 0 && frame > first_damaged_) return;
-    first_damaged_ = frame;
-    first_damage_ = Describe(damage, "frame " + std::to_string(frame));
+    damaged_.Add({1, frame, what});
   }
 
   std::string name_;
   FilmInput film_;
   VideoFormat format_;
+  bool keep_going_;
   std::unique_ptr<FrameDecoder> decoder_;
   Bytes last_;
   int64_t frame_ = 0;
   uint32_t memory_ = kNewMemory;  // as the first frame leaves it
 
   mutable std::mutex mutex_;
-  mutable int64_t damaged_ = 0, first_damaged_ = 0;
-  mutable std::string first_damage_;
+  mutable DamageCount damaged_;
 };
+
+void RefuseFilmOptions(const std::string& name, const InputOptions& options) {
+  const char* option = options.first_image != "auto" ? "--first-image"
+                       : options.range != "auto"     ? "--input-range"
+                                                     : nullptr;
+  if (option != nullptr) throw UsageError(std::string(option) + ": " + name + " is no film");
+}
 
 }  // namespace
 
 std::unique_ptr<FrameReader> OpenFrames(const std::string& name, const InputOptions& options) {
-  if (!options.size.empty() || !IsStream(name)) return OpenFrameReader(name, options);
+  if (!options.size.empty() || !IsStream(name)) {
+    RefuseFilmOptions(name, options);
+    return OpenFrameReader(name, options);
+  }
   if (!options.layout.empty()) throw UsageError("--layout needs --size");
   if (IsAviFile(name)) {
     if (auto pictures = OpenAviPictures(name, options.field_order)) {
+      RefuseFilmOptions(name, options);
       if (options.alpha) throw UsageError("--alpha: uncompressed AVI has no alpha plane");
       if (!options.rate.empty()) throw UsageError("--rate: " + name + " tells its own");
       return pictures;
@@ -125,6 +142,8 @@ std::unique_ptr<FrameReader> OpenFrames(const std::string& name, const InputOpti
   stream.pairs = options.field_pairs;
   stream.start = options.start;
   stream.rate = options.rate;
+  stream.first_image = options.first_image;
+  stream.range = options.range;
   return std::make_unique<FilmFrames>(name, stream, options);
 }
 

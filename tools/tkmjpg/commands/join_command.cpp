@@ -140,7 +140,7 @@ void JoinParts(JoinOptions options) {
   Progress progress(options.quiet ? Verbosity::kQuiet : Verbosity::kNormal, parts.First().format,
                     parts.Frames());
   const FilmEnd film = {output, [&] { return progress.Frames(); }, [&](bool) { writer->Finish(); },
-                        true, true};
+                        true};
   RunToEnd(film, [&] { Join(parts, *writer, avi, progress).Run(); });
   progress.Summarise(output);
   if (options.quiet) return;

@@ -287,7 +287,7 @@ void Repair(const RepairOptions& options) {
                          writer->SetComment(part.Comment(repair.FilmFrames(), repair.Taken()));
                          writer->Finish();
                        },
-                       true, part.WholeOnly()};
+                       part.WholeOnly()};
   RunToEnd(end, [&] {
     repair.Run();
     if (repair.Counts().frames == 0) throw InputError(options.input + ": holds no frame");

@@ -16,6 +16,12 @@ void AddSourceOptions(const Command& command, InputOptions& o) {
   AddStartOption(command, o.start);
   command.AddFlag("--field-pairs", o.field_pairs,
                   "in .mjpg two images without field codes make a frame");
+  command
+      .Add("--first-image", o.first_image,
+           "lines of the first image of field pairs in a film: top, bottom or auto (default)")
+      .OneOf({"top", "bottom", "auto"});
+  command.Add("--input-range", o.range, "range of luma in a film: limited, full or auto (default)")
+      .OneOf({"limited", "full", "auto"});
 }
 
 }  // namespace tkmjpg::tool

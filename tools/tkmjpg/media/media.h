@@ -47,6 +47,21 @@ struct Picture {
   Bytes pixels;
 };
 
+// Frames that are not as they were coded.
+struct DamageCount {
+  int64_t frames = 0;
+  int64_t first = 0;
+  std::string what;  // of the first
+
+  void Add(const DamageCount& other) {
+    if (other.frames > 0 && (frames == 0 || other.first < first)) {
+      first = other.first;
+      what = other.what;
+    }
+    frames += other.frames;
+  }
+};
+
 class SoundReader;
 using SoundTracks = std::vector<std::shared_ptr<SoundReader>>;
 
@@ -71,6 +86,7 @@ class FrameReader {
   virtual void Unpack(const Bytes& raw, Picture& picture) const = 0;
   // What was wrong with the input all the same, one line each; known at the end.
   virtual std::vector<std::string> Problems() const { return {}; }
+  virtual DamageCount Damaged() const { return {}; }  // of the frames so far
 };
 
 // Raw frames out: Y4M, PNG sequence, raw, uncompressed AVI, checksum.

@@ -18,6 +18,9 @@ struct InputOptions {
   std::optional<int64_t> start = {};      // number of the first of numbered pictures
   bool keep_full_range = false;           // full-range Y4M stays so, and Format() says it
   bool field_pairs = false;               // of .mjpg, as StreamOptions::pairs
+  // Of films, as StreamOptions says.
+  std::string first_image = "auto", range = "auto";
+  bool keep_going = false;  // a frame of a film that cannot be read: the one before it again
 };
 
 // testcard:WxH@RATE[:FRAMES], NAME.png or NAME_%04d.png, also .ppm, .pgm and .pnm, raw frames if a

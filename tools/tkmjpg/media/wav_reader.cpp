@@ -76,8 +76,9 @@ class WavReader : public SoundReader {
     const bool pcm =
         format_.Tag() != 0 && format_.BitsPerSample() != 0 &&
         format_.BlockBytes() == format_.Channels() * ((format_.BitsPerSample() + 7) / 8);
-    // The blocks of MP3 are no frames.
-    format_.sample_size = format_.Tag() == kWaveMp3 ? 1 : std::max(format_.BlockBytes(), 1U);
+    // The blocks of MP3 and AC-3 are no frames.
+    const bool frames = format_.Tag() == kWaveMp3 || format_.Tag() == kWaveAc3;
+    format_.sample_size = frames ? 1 : std::max(format_.BlockBytes(), 1U);
     format_.scale = pcm ? 1 : format_.sample_size;
     format_.rate = pcm ? format_.SamplesPerSecond() : format_.BytesPerSecond();
     if (format_.rate == 0) Fail("does not tell its rate");

@@ -57,6 +57,9 @@ void WriteSilence(OutputFile& file, const SoundFormat& format) {
 void WriteWav(const std::string& path, SoundReader& sound, Overwrite overwrite) {
   if (path == "-") throw UsageError("a WAV file cannot go to standard output; name a file");
   const SoundFormat& format = sound.Format();
+  if (format.Tag() == kWaveAac) {
+    throw InputError(path + ": a WAV file does not tell where frames of AAC end; AVI does");
+  }
   OutputFile file(path, overwrite);
   file.Write(Header(format, 0));
   const uint64_t begin = file.Size();
