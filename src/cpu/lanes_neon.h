@@ -64,6 +64,16 @@ TKMJPG_LANES_INLINE Register ColourProduct(Register colour) {
   if constexpr (kFactor < 32768) return vqdmulhq_n_s16(colour, kFactor);
   return MulHighUnsigned<kFactor>(vaddq_s16(colour, colour));
 }
+// a x factor / 32768, of words below 32768 without a sign.
+template <int kFactor>
+TKMJPG_LANES_INLINE Register Fraction(Register a) {
+  return vqdmulhq_n_s16(a, kFactor);
+}
+// sum + kFactor a; wraps.
+template <int kFactor>
+TKMJPG_LANES_INLINE Register MulAdd(Register sum, Register a) {
+  return vmlaq_n_s16(sum, a, kFactor);
+}
 TKMJPG_LANES_INLINE Register Abs(Register a) { return vabsq_s16(a); }
 
 // --- Bits and bytes -----------------------------------------------------------------------------
