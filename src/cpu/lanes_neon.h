@@ -97,14 +97,6 @@ TKMJPG_LANES_INLINE bool AnyByteAbove(Register a, int limit) {
 // A bit for each of the 64 bytes of a block that is not 0: sums of neighbours, three times over.
 alignas(16) inline constexpr uint8_t kBitOfByte[16] = {1, 2, 4, 8, 16, 32, 64, 128,
                                                        1, 2, 4, 8, 16, 32, 64, 128};
-TKMJPG_LANES_INLINE uint64_t NonZeroBytes(const Register block[4]) {
-  uint8x16_t bits[4];
-  for (int i = 0; i < 4; ++i) {
-    bits[i] = vandq_u8(vtstq_u8(AsBytes(block[i]), AsBytes(block[i])), vld1q_u8(kBitOfByte));
-  }
-  const uint8x16_t halves = vpaddq_u8(vpaddq_u8(bits[0], bits[1]), vpaddq_u8(bits[2], bits[3]));
-  return vgetq_lane_u64(vreinterpretq_u64_u8(vpaddq_u8(halves, halves)), 0);
-}
 
 // --- Two registers to one -----------------------------------------------------------------------
 
