@@ -58,16 +58,19 @@ TKMJPG_LANES_INLINE Colours LoadPixels(const uint8_t* line) {
 // the instruction that inserts the sign drops the lowest bit.
 constexpr int kLargestLevel = 255;
 
-TKMJPG_LANES_INLINE Register PackLevels(const BlockRows& m, const LaneTables& tables, int kind,
-                                        Register packed[4]) {
+TKMJPG_LANES_INLINE Register PackLevels(const BlockRows& m, const QuantiserRows& rows,
+                                        Register packed[4], int16_t* dc) {
   uint8x16_t largest[4];
   for (int i = 0; i < 4; ++i) {
     uint8x8_t magnitudes[2], signs[2];
     for (int j = 0; j < 2; ++j) {
       const int v = 2 * i + j;
-      const Register offset = Load(tables.offset[v]);
-      const Register magnitude = vabaq_s16(Load(tables.correction[kind][v]), m.row[v], offset);
-      magnitudes[j] = vqmovun_s16(vqdmulhq_s16(magnitude, Load(tables.reciprocal[kind][v])));
+      const Register offset = Load(rows[v].offset);
+      const Register magnitude = vabaq_s16(Load(rows[v].correction), m.row[v], offset);
+      const Register level = vqdmulhq_s16(magnitude, Load(rows[v].reciprocal));
+      if (v == 0)
+        *dc = static_cast<int16_t>(m.row[0][0] < kLevelShift ? -(level[0] >> 1) : level[0] >> 1);
+      magnitudes[j] = vqmovun_s16(level);
       signs[j] = vreinterpret_u8_s8(vsubhn_s16(m.row[v], offset));
     }
     largest[i] = vcombine_u8(magnitudes[0], magnitudes[1]);
@@ -95,9 +98,9 @@ alignas(64) constexpr std::array<uint8_t, 64> kZigZagIndex = MakeZigZagIndex();
 TKMJPG_LANES_INLINE void ZigZag(const Register packed[4], Register levels[4]) {
   const uint8x16x4_t rows = {
       {AsBytes(packed[0]), AsBytes(packed[1]), AsBytes(packed[2]), AsBytes(packed[3])}};
-  for (int q = 0; q < 4; ++q) {
+
+  for (int q = 0; q < 4; ++q)
     levels[q] = Signed(vqtbl4q_u8(rows, vld1q_u8(kZigZagIndex.data() + 16 * q)));
-  }
 }
 
 // clang-format off
