@@ -39,7 +39,9 @@ Bytes Encode(const Picture& picture, int width, int height, int quality) {
 }
 
 Picture Empty(int width, int height, uint32_t layout, int bytes_per_pixel) {
-  return {layout, int64_t{width} * bytes_per_pixel,
+  return {layout,
+          int64_t{width} * bytes_per_pixel,
+          {},
           Bytes(static_cast<size_t>(width) * height * bytes_per_pixel)};
 }
 
@@ -87,7 +89,7 @@ std::vector<PeerFrame> TestFrames(size_t each) {
   AddFile("testcard:1920x1080@25", {}, each, frames);
   for (int i = 0; i < static_cast<int>(each); ++i) {
     const BenchPicture made = MakeBenchPicture(kWidth, kHeight, i, TKMJPG_YUY2);
-    const Picture picture{TKMJPG_YUY2, made.Stride(), made.bytes};
+    const Picture picture{TKMJPG_YUY2, made.Stride(), {}, made.bytes};
     frames.push_back(FromPicture(picture, kWidth, kHeight));
     frames.push_back(BothLayouts(Encode(picture, kWidth, kHeight, kCoarse), kWidth, kHeight));
   }

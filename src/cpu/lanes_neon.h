@@ -39,15 +39,7 @@ TKMJPG_LANES_INLINE Register MulHigh(Register a) {
   if constexpr (kFactor % 2 == 0) return vqdmulhq_n_s16(a, kFactor / 2);
   return vshrq_n_s16(vqdmulhq_n_s16(a, kFactor), 1);
 }
-// The high half of an unsigned product.
-template <int kFactor>
-TKMJPG_LANES_INLINE Register MulHighUnsigned(Register a) {
-  const uint16x8_t x = Unsigned(a);
-  const uint32x4_t low = vmull_n_u16(vget_low_u16(x), kFactor);
-  const uint32x4_t high = vmull_high_n_u16(x, kFactor);
-  return Signed(vuzp2q_u16(vreinterpretq_u16_u32(low), vreinterpretq_u16_u32(high)));
-}
-// The same of twice the word, which stays within 16 bits.
+// The high half of a signed product of twice the word, which stays within 16 bits.
 template <int kFactor>
 TKMJPG_LANES_INLINE Register MulHighOfDouble(Register a) {
   return vqdmulhq_n_s16(a, kFactor);
@@ -57,12 +49,36 @@ template <int kFactor>
 TKMJPG_LANES_INLINE Register MulHighOfQuadruple(Register a) {
   return vqdmulhq_n_s16(vaddq_s16(a, a), kFactor);
 }
-// i x factor / 256, of words that hold a colour i shifted left by kColourShift.
+// sum + (a >> kBits), without a sign.
+template <int kBits>
+TKMJPG_LANES_INLINE Register AddShifted(Register sum, Register a) {
+  return Signed(vsraq_n_u16(Unsigned(sum), Unsigned(a), kBits));
+}
+// i x factor / 256, of words that hold a colour i shifted left by kColourShift; of a large factor
+// without the lowest bit.
 inline constexpr int kColourShift = 7;
 template <int kFactor>
 TKMJPG_LANES_INLINE Register ColourProduct(Register colour) {
   if constexpr (kFactor < 32768) return vqdmulhq_n_s16(colour, kFactor);
-  return MulHighUnsigned<kFactor>(vaddq_s16(colour, colour));
+  static_assert(kFactor < 32768 || kFactor % 2 == 0);
+  const Register half = vqdmulhq_n_s16(colour, kFactor / 2);
+  return vaddq_s16(half, half);
+}
+// sum + i x factor / 32768.
+template <int kFactor>
+TKMJPG_LANES_INLINE Register AddColourPart(Register sum, Register colour) {
+  static_assert(kFactor > 32768 && kFactor < 65536);
+  return AddShifted<7>(AddShifted<7>(sum, colour), vqdmulhq_n_s16(colour, kFactor - 32768));
+}
+// a x factor / 32768, of words below 32768 without a sign.
+template <int kFactor>
+TKMJPG_LANES_INLINE Register Fraction(Register a) {
+  return vqdmulhq_n_s16(a, kFactor);
+}
+// sum + kFactor a; wraps.
+template <int kFactor>
+TKMJPG_LANES_INLINE Register MulAdd(Register sum, Register a) {
+  return vmlaq_n_s16(sum, a, kFactor);
 }
 TKMJPG_LANES_INLINE Register Abs(Register a) { return vabsq_s16(a); }
 
@@ -87,14 +103,6 @@ TKMJPG_LANES_INLINE bool AnyByteAbove(Register a, int limit) {
 // A bit for each of the 64 bytes of a block that is not 0: sums of neighbours, three times over.
 alignas(16) inline constexpr uint8_t kBitOfByte[16] = {1, 2, 4, 8, 16, 32, 64, 128,
                                                        1, 2, 4, 8, 16, 32, 64, 128};
-TKMJPG_LANES_INLINE uint64_t NonZeroBytes(const Register block[4]) {
-  uint8x16_t bits[4];
-  for (int i = 0; i < 4; ++i) {
-    bits[i] = vandq_u8(vtstq_u8(AsBytes(block[i]), AsBytes(block[i])), vld1q_u8(kBitOfByte));
-  }
-  const uint8x16_t halves = vpaddq_u8(vpaddq_u8(bits[0], bits[1]), vpaddq_u8(bits[2], bits[3]));
-  return vgetq_lane_u64(vreinterpretq_u64_u8(vpaddq_u8(halves, halves)), 0);
-}
 
 // --- Two registers to one -----------------------------------------------------------------------
 

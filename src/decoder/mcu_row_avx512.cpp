@@ -101,7 +101,7 @@ TKMJPG_LANES_INLINE void StoreBgrLine(const Colours& bytes, uint8_t* to) {
 }
 
 // Four lines of packed samples, two registers of two lines, to the words of their even and odd
-// pixels and their chroma pairs, 256 times each: word 8 line + pair.
+// pixels and their chroma pairs: word 8 line + pair.
 struct FourLines {
   Register even, odd, cb, cr;
 };
@@ -129,9 +129,8 @@ TKMJPG_LANES_INLINE FourLines SplitLines(Register first, Register second) {
       _mm512_permutex2var_epi8(first, _mm512_load_si512(kLumaIndex.data()), second);
   const Register chroma =
       _mm512_permutex2var_epi8(first, _mm512_load_si512(kChromaIndex.data()), second);
-  const Register high = Words(0xFF00);
-  return {_mm512_slli_epi16(luma, 8), _mm512_and_si512(luma, high), _mm512_slli_epi16(chroma, 8),
-          _mm512_and_si512(chroma, high)};
+  const Register low = Words(0xFF);
+  return {And(luma, low), ShiftRight<8>(luma), And(chroma, low), ShiftRight<8>(chroma)};
 }
 
 // Leaves the samples of lines 2 i and 2 i + 1 in bytes 64 i to 64 i + 63, a block in each 16.

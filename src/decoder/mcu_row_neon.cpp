@@ -16,16 +16,12 @@ namespace {
 struct ColourPair {
   Register first, second;
 };
-TKMJPG_LANES_INLINE Register ColourWords(uint8x8_t bytes) {
-  return Signed(vshll_n_u8(bytes, kColourShift));
-}
 // Cb and Cr; luma of the even and the odd pixels.
 TKMJPG_LANES_INLINE ColourPair ChromaColours(Register bytes) {
-  return {ColourWords(vget_low_u8(AsBytes(bytes))), ColourWords(vget_high_u8(AsBytes(bytes)))};
+  return {UnpackLow8(bytes, Zero()), UnpackHigh8(bytes, Zero())};
 }
 TKMJPG_LANES_INLINE ColourPair LumaColours(Register bytes) {
-  const Register odd = ShiftRight<8>(bytes);
-  return {ShiftRight<1>(ShiftLeft<8>(bytes)), ShiftLeft<kColourShift>(odd)};
+  return {And(bytes, Words(0xFF)), ShiftRight<8>(bytes)};
 }
 
 // Stores the registers, one after the other, as a line.

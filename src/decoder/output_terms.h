@@ -68,19 +68,19 @@ inline constexpr TermTable kRedChroma = MakeRedChromaTable();
 inline constexpr TermTable kLuma601 = MakeLumaTable601();
 inline constexpr TermTable kLumaFull = MakeLumaTableFull();
 
-// A term as two high halves of products: for the sample s, multiple x s, and of s x factor / 256
-// the whole 2^fraction, `add` added before; and the constant. Each rounds down. A term with a
-// negative gain is that of 255 - s.
+// A term of the sample s, which comes as x = s + the offset of its kind: multiple * x, the whole of
+// x * factor / 32768, and the constant.
 struct TermRule {
-  int multiple, factor, add, fraction, constant;
+  int multiple, factor, constant;
 };
-inline constexpr TermRule kLuma601B{72, 20652, 19, 5, -1162}, kLuma601G{72, 20651, 19, 5, -1162};
-inline constexpr TermRule kBlueB{101, 28786, 3, 2, -16526}, kBlueG{25, 4741, 209, 8, -3185};
-inline constexpr TermRule kRedG{51, 16874, 13, 6, -6608}, kRedR{100, 17626, 19, 5, -13075};
+inline constexpr int kLumaOffset = 28, kBlueOffset = 24, kRedOffset = 373;
+inline constexpr TermRule kLuma601B{74, 17073, -3248}, kLuma601G{74, 17067, -3248};
+inline constexpr TermRule kBlueB{129, 3665, -19624}, kBlueG{-26, 30397, 3811};
+inline constexpr TermRule kRedG{-53, 31787, 26067}, kRedR{102, 4971, -51177};
 inline constexpr int kFullConstant = 30;  // of full-range luma, whose terms are 64 s
 
-constexpr int Apply(const TermRule& rule, int s) {
-  return rule.multiple * s + (((s * rule.factor >> 8) + rule.add) >> rule.fraction) + rule.constant;
+constexpr int Apply(const TermRule& rule, int x) {
+  return rule.multiple * x + (x * rule.factor >> 15) + rule.constant;
 }
 
 // The tables round towards zero where they truncate: one more than a rounding down up to the sample
@@ -89,11 +89,12 @@ constexpr bool RulesGiveTheTables() {
   for (int s = 0; s < 256; ++s) {
     const int dark = s <= 16 ? 1 : 0, low = s < 128 ? 1 : 0;
     const int full = 64 * s + kFullConstant, black = s == 0 ? 1 : 0, bright = s > 177 ? 1 : 0;
-    if (kLuma601[s].b != Apply(kLuma601B, s) + dark || kLuma601[s].g != Apply(kLuma601G, s) ||
-        kLuma601[s].r != Apply(kLuma601G, s) + dark || kLumaFull[s].g != full ||
+    const int y = s + kLumaOffset, cb = s + kBlueOffset, cr = s + kRedOffset;
+    if (kLuma601[s].b != Apply(kLuma601B, y) + dark || kLuma601[s].g != Apply(kLuma601G, y) ||
+        kLuma601[s].r != Apply(kLuma601G, y) + dark || kLumaFull[s].g != full ||
         kLumaFull[s].b != full + black + bright || kLumaFull[s].r != full + black ||
-        kBlueChroma[s].b != Apply(kBlueB, s) + low || kBlueChroma[s].g != Apply(kBlueG, 255 - s) ||
-        kRedChroma[s].g != Apply(kRedG, 255 - s) || kRedChroma[s].r != Apply(kRedR, s) + low) {
+        kBlueChroma[s].b != Apply(kBlueB, cb) + low || kBlueChroma[s].g != Apply(kBlueG, cb) ||
+        kRedChroma[s].g != Apply(kRedG, cr) || kRedChroma[s].r != Apply(kRedR, cr) + low) {
       return false;
     }
   }

@@ -17,8 +17,9 @@ class CodeEntry {
  public:
   constexpr CodeEntry() = default;
   constexpr CodeEntry(uint32_t bits, uint32_t length) : word_(bits << 6 | length) {}
-  constexpr uint32_t Bits() const { return word_ >> 6; }  // at most 26
+  constexpr size_t Bits() const { return size_t{word_} >> 6; }  // at most 26
   constexpr uint32_t Length() const { return word_ & 63; }
+  constexpr uint32_t LengthModulo64() const { return word_; }
 
  private:
   uint32_t word_ = 0;
@@ -37,22 +38,40 @@ constexpr SizeTable MakeSizeTable(const HuffmanCodeTable& codes) {
   return table;
 }
 
-// By run << 8 | level as a byte, [-127, 127]: code and amplitude.
-using LevelTable = std::array<CodeEntry, 16 * 256>;
+// The code of a value that follows `run` zeros, its amplitude included.
+constexpr CodeEntry CodeOf(const HuffmanCodeTable& codes, uint32_t run, int value) {
+  const auto size =
+      static_cast<uint32_t>(std::bit_width(static_cast<uint32_t>(value < 0 ? -value : value)));
+  const uint32_t amplitude =
+      static_cast<uint32_t>(value < 0 ? value - 1 : value) & ((1U << size) - 1);
+  const uint32_t code = codes[run << 4 | size];
+  return {code >> 8 << size | amplitude, (code & 0xFF) + size};
+}
 
-constexpr LevelTable MakeLevelTable(const HuffmanCodeTable& codes) {
+// By step << 8 | level as a byte, [-127, 127], the step being from the last level's position. Level
+// 0 is EOB with step 0, ZRL with step 16.
+using LevelTable = std::array<CodeEntry, 17 * 256>;
+
+template <typename LevelOfByte>
+constexpr LevelTable MakeLevelTable(const HuffmanCodeTable& codes, LevelOfByte level) {
   LevelTable table{};
-  for (uint32_t run = 0; run < 16; ++run) {
-    for (int value = -127; value < 128; ++value) {
-      const auto size =
-          static_cast<uint32_t>(std::bit_width(static_cast<uint32_t>(value < 0 ? -value : value)));
-      const uint32_t amplitude =
-          static_cast<uint32_t>(value < 0 ? value - 1 : value) & ((1U << size) - 1);
-      const uint32_t code = codes[run << 4 | size] >> 8, length = codes[run << 4 | size] & 0xFF;
-      table[run << 8 | static_cast<uint8_t>(value)] =
-          CodeEntry(code << size | amplitude, length + size);
+  table[0] = CodeOf(codes, 0, 0);
+  for (uint32_t step = 1; step <= 16; ++step) {
+    for (uint32_t byte = 0; byte < 256; ++byte) {
+      const int value = level(static_cast<int>(byte));
+      if (value > -128) table[step << 8 | byte] = CodeOf(codes, step - 1, value);
     }
   }
+  return table;
+}
+
+// Of DC differences, by what they are above -kDcMiddle.
+inline constexpr int kDcMiddle = 2048;
+using DcTable = std::array<CodeEntry, 2 * kDcMiddle>;
+
+constexpr DcTable MakeDcTable(const HuffmanCodeTable& codes) {
+  DcTable table{};
+  for (int i = 1; i < 2 * kDcMiddle; ++i) table[i] = CodeOf(codes, 0, i - kDcMiddle);
   return table;
 }
 
@@ -69,8 +88,7 @@ alignas(64) inline constexpr SizeTable kSizeCodes[4] = {
     MakeSizeTable(kAcLumaCodes), MakeSizeTable(kAcChromaCodes),  //
     MakeSizeTable(kDcLumaCodes), MakeSizeTable(kDcChromaCodes)};
 constexpr const SizeTable& AcCodes(uint32_t chroma) { return kSizeCodes[chroma]; }
-constexpr const SizeTable& DcCodes(uint32_t chroma) { return kSizeCodes[2 + chroma]; }
-alignas(64) inline constexpr LevelTable kLevelCodes[2] = {MakeLevelTable(kAcLumaCodes),
-                                                          MakeLevelTable(kAcChromaCodes)};
+alignas(64) inline constexpr DcTable kDcValueCodes[2] = {MakeDcTable(kDcLumaCodes),
+                                                         MakeDcTable(kDcChromaCodes)};
 
 }  // namespace tkmjpg

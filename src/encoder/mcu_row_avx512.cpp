@@ -14,6 +14,7 @@ using ByteIndex = std::array<uint8_t, 64>;
 #include "encoder/coefficients_to_bits_avx512.inc"
 #include "encoder/forward_dct.inc"
 #include "encoder/input_conversion.inc"
+#include "encoder/packed_levels.inc"
 // clang-format on
 
 // --- Readers ------------------------------------------------------------------------------------
@@ -126,10 +127,10 @@ struct BgrReader {
 alignas(64) constexpr ByteIndex kZigZagIndex = kZigZag;
 
 TKMJPG_LANES_INLINE void ZigZag(const Register packed[4], Register levels[4]) {
-  constexpr uint64_t kNotDc = ~uint64_t{1};
+  constexpr uint64_t kAllAc = ~uint64_t{1};
   const Register index = Load(kZigZagIndex.data());
   GatherLanes(packed, levels);
-  for (int l = 0; l < 4; ++l) levels[l] = _mm512_maskz_permutexvar_epi8(kNotDc, index, levels[l]);
+  for (int l = 0; l < 4; ++l) levels[l] = _mm512_maskz_permutexvar_epi8(kAllAc, index, levels[l]);
 }
 
 // clang-format off

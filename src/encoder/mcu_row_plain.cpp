@@ -8,9 +8,10 @@ namespace {
 
 // clang-format off
 #include "cpu/lanes_text.inc"
-#include "encoder/coefficients_to_bits.inc"
 #include "encoder/forward_dct.inc"
 #include "encoder/input_conversion.inc"
+#include "encoder/packed_levels.inc"
+#include "encoder/coefficients_to_bits.inc"
 // clang-format on
 
 template <int kPixelBytes>
