@@ -130,7 +130,7 @@ TEST_F(Command, RefusesInOneLine) {
       {"decode film.mjpg x.y4m --frames 20:", 1, "film.mjpg: holds no frame"},
       {"decode none.avi x.y4m", 1, "none.avi: No such file"},
       {"decode noise.mjpg x.y4m", 1, "noise.mjpg: no JPEG image in it"},
-      {"decode bad.mjpg x.y4m", 1, "bad.mjpg: frame 2: image of type SOF3; only baseline, "},
+      {"decode bad.mjpg two.raw", 1, "bad.mjpg: frame 2: image of type SOF3; only baseline, "},
       {"decode p%d.jpg x.y4m", 1, "p3.jpg: is missing; the next picture is p4.jpg"},
       {"decode p%d.jpg x.y4m --start 5", 1, "p5.jpg: No such file"},
       {"decode film.mjpg x.y4m --start 0", 2, "--start is for numbered pictures"},
@@ -156,9 +156,14 @@ TEST_F(Command, RefusesInOneLine) {
   };
   for (const auto& c : cases) ExpectRefusal(c.arguments, c.code, c.message);
   EXPECT_EQ(Output("film.mjpg"), film);
+  // What comes before the fault is kept.
+  EXPECT_EQ(Output("two.raw").size(), 2 * kFrameBytes);
   // The bad frame shows the one before it, and the rest is there.
   EXPECT_EQ(Run("decode bad.mjpg kept.raw -q --keep-going").code, 3);
   EXPECT_EQ(Output("kept.raw").size(), kFrames * kFrameBytes);
+  EXPECT_EQ(Run("encode bad.mjpg kept.mjpg -q --keep-going").code, 3);
+  RunWell("decode kept.mjpg again.raw -q");
+  EXPECT_EQ(Output("again.raw").size(), kFrames * kFrameBytes);
 }
 
 TEST_F(Command, EncodesTheSameBytesForAnyThreads) {
