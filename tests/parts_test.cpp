@@ -15,10 +15,11 @@ class Parts : public CommandTest {
     ASSERT_EQ(result.code, 0) << result.errors;
   }
 
-  // Codes each part of the plan with `line`, which has %r for the range and %n for the name.
-  // Returns the names.
-  std::string CodeParts(const std::string& plan, const std::string& line) const {
-    std::istringstream lines(plan);
+  // Codes each part of the plan, whose names end in %, with `line`, which has %r for the range and
+  // %n for the name. Returns the names.
+  std::string CodeParts(const std::string& plan, const std::string& ending,
+                        const std::string& line) const {
+    std::istringstream lines(std::regex_replace(plan, std::regex("%"), ending));
     std::string names;
     for (std::string range, name; lines >> range >> name;) {
       std::string part = std::regex_replace(line, std::regex("%r"), range);
@@ -88,15 +89,16 @@ TEST_F(Parts, JoinedAreTheWholeFilm) {
   for (const auto& c : cases) {
     const std::string coding = std::string(c.input) + " " + c.options, ending = c.extension;
     SCOPED_TRACE(coding);
-    RunWell("encode -qf --threads 1 " + coding + " whole." + ending);
-    RunWell("encode -qf --threads 4 " + coding + " again." + ending);
-    EXPECT_EQ(Output("again." + ending), Output("whole." + ending));
-    const std::string plan =
-        "0:9 a." + ending + " 10:29 b." + ending + " " + c.last + " c." + ending;
+    const std::string whole = "whole." + ending, again = "again." + ending;
+    const std::string joined = "joined." + ending;
+    RunWell("encode -qf --threads 1 " + coding + " " + whole);
+    RunWell("encode -qf --threads 4 " + coding + " " + again);
+    EXPECT_EQ(Output(again), Output(whole));
     const std::string names =
-        CodeParts(plan, "encode -qf --threads 3 " + coding + " %n --frames %r --manifest %n.json");
-    RunWell("join -qf --manifest " + names + "joined." + ending);
-    EXPECT_EQ(Output("joined." + ending), Output("whole." + ending));
+        CodeParts("0:9 a.% 10:29 b.% " + std::string(c.last) + " c.%", ending,
+                  "encode -qf --threads 3 " + coding + " %n --frames %r --manifest %n.json");
+    RunWell("join -qf --manifest " + names + joined);
+    EXPECT_EQ(Output(joined), Output(whole));
   }
 }
 
@@ -106,7 +108,7 @@ TEST_F(Parts, RepairedAreTheWholeFilm) {
   for (const char* sound : {"", "--sound tone.wav"}) {
     RunWell(std::string("repair -qf plain.avi whole.avi ") + sound);
     const std::string names =
-        CodeParts("0:6 a.avi 7:7 b.avi 8: c.avi",
+        CodeParts("0:6 a.% 7:7 b.% 8: c.%", "avi",
                   std::string("repair -qf plain.avi %n --frames %r ") + sound);
     RunWell("join -qf " + names + "joined.avi");
     EXPECT_EQ(Output("joined.avi"), Output("whole.avi"));
