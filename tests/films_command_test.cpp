@@ -91,6 +91,20 @@ TEST_F(Films, KeepTimeWhereFramesAreMissing) {
   ExpectHas(out, "\"frames\": 30, \"repeats\": 5");
 }
 
+TEST_F(Films, WhatBreaksOffIsTold) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"cut.mkv", "of the 1.00 s that its header tells are there"},
+      {"cut.mov", "Invalid data found when processing input in this MOV or MP4 file"},
+  };
+  for (const auto& [name, text] : cases) {
+    Ffmpeg(std::string("-i source.mov -c copy whole.") + (name + 4));
+    const Bytes whole = Output(std::string("whole.") + (name + 4));
+    WriteFile(name, Head(whole, whole.size() / 2));
+    const Result result = Run(std::string("info ") + name);
+    ExpectHas(result.out + result.errors, text);
+  }
+}
+
 TEST_F(Films, WhatIsNoMotionJpegIsNamed) {
   Ffmpeg("-i source.mov -c:v libx264 -an h264.mp4");
   Ffmpeg("-i source.mov -c:v mpeg2video -c:a mp2 mpeg2.mpg");

@@ -19,6 +19,12 @@ FieldOrder OrderOf(AVFieldOrder order) {
   return FieldOrder::kProgressive;
 }
 
+std::string SecondsText(double seconds) {
+  const auto hundredths = static_cast<int64_t>(seconds * 100 + 0.5);
+  const std::string digits = std::to_string(100 + hundredths % 100).substr(1);
+  return std::to_string(hundredths / 100) + "." + digits + " s";
+}
+
 bool IsAttachedPicture(const AVStream& stream) {
   return (stream.disposition & (AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_TIMED_THUMBNAILS)) !=
          0;
@@ -72,7 +78,7 @@ class Reader : public ContainerReader {
     return std::make_unique<Demuxer>(source_, name_, container_);
   } catch (const InputError& error) {
     const std::string what = error.what();
-    if (what.starts_with(name_)) throw;
+    if (what.starts_with(name_)) throw InputError(what + " in this " + container_.name + " file");
     throw InputError(name_ + ": is " + container_.name + "; " + what);
   }
 
@@ -125,8 +131,18 @@ class Reader : public ContainerReader {
       problems_.push_back("ends after " + std::to_string(times.size()) +
                           " frames: " + std::string(error.what()).substr(name_.size() + 2));
     }
+    CheckEnd();
     TakeFormat(times);
     for (int i = 0; i < StreamCount(); ++i) TakeSound(i);
+  }
+
+  // Of a file that was cut short, the header still tells how long it was.
+  void CheckEnd() {
+    constexpr double kSlack = 0.5;  // of rounded and guessed durations
+    const double told = static_cast<double>(demuxer_->Context().duration) / AV_TIME_BASE;
+    if (!problems_.empty() || end_ + kSlack >= told) return;
+    problems_.push_back("breaks off: " + SecondsText(end_) + " of the " + SecondsText(told) +
+                        " that its header tells are there");
   }
 
   void Count(const AVPacket& packet, std::vector<int64_t>& times) {
@@ -138,6 +154,10 @@ class Reader : public ContainerReader {
     totals.bytes += packet.size;
     totals.largest = std::max(totals.largest, packet.size);
     if (packet.stream_index == video_) times.push_back(time);
+    if (time == AV_NOPTS_VALUE) return;
+    const AVRational tick = Stream(packet.stream_index).time_base;
+    const int64_t ticks = time + std::max<int64_t>(packet.duration, 0);
+    end_ = std::max(end_, static_cast<double>(ticks) * tick.num / std::max(tick.den, 1));
   }
 
   void TakeFormat(const std::vector<int64_t>& times) {
@@ -197,6 +217,7 @@ class Reader : public ContainerReader {
   std::vector<Sound> sound_;
   std::vector<std::string> problems_;
   double video_start_ = 0;  // seconds
+  double end_ = 0;          // of all that was read, in seconds
   FrameBeats beats_;
   size_t next_ = 0;   // frame
   int64_t beat_ = 0;  // of what is read next
