@@ -222,7 +222,7 @@ class EncodeRun {
 
   bool NextWindow(Window& window) {
     if (Interrupted() || next_ > part_.Range().last) return false;
-    const int64_t size = options_.RateWindow();
+    const int64_t size = std::max<int64_t>(options_.RateWindow(), 1);
     window.first = next_;
     next_ = (next_ / size + 1) * size;
     if (next_ > part_.Range().last) next_ = part_.Range().last + 1;

@@ -174,7 +174,9 @@ void FilmParts::CheckFit(const FilmPartFacts& part) const {
   for (const SharedFact& fact : kShared) {
     const std::string here = fact.text(part), there = fact.text(first_);
     if (here == there) continue;
-    Refuse(part.name, std::string(fact.has) + " " + here + ", " + first_.name + " " + there);
+    std::string what = fact.has;
+    what.append(" ").append(here).append(", ").append(first_.name).append(" ").append(there);
+    Refuse(part.name, what);
   }
   if (!SameSound(part, first_)) Refuse(part.name, "has another form of sound than " + first_.name);
 }

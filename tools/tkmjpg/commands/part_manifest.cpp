@@ -84,7 +84,7 @@ std::string CheckFile(const std::string& part, const PartManifest& manifest) {
 }
 
 std::string CheckPart(const std::string& part, const PartManifest& manifest) {
-  const std::string wrong = CheckFile(part, manifest);
+  std::string wrong = CheckFile(part, manifest);
   if (!wrong.empty()) return wrong;
   const std::string md5 = Md5OfFrames(part);
   return md5 == manifest.md5 ? "" : "MD5 is " + md5 + ", its manifest says " + manifest.md5;
