@@ -86,20 +86,23 @@ TEST_F(Parts, JoinedAreTheWholeFilm) {
       {"late.mkv", "--bitrate 200k --rate-window 10", "avi"},
       {"plain.y4m", "--quality 80 --sound tone.wav", "avi"},
   };
-  for (const auto& c : cases) {
-    const std::string coding = std::string(c.input) + " " + c.options, ending = c.extension;
+  const auto check = [&](const auto& c) {
+    const std::string ending = c.extension;
+    std::string coding = c.input;
+    coding.append(" ").append(c.options).append(" ");
     SCOPED_TRACE(coding);
     const std::string whole = "whole." + ending, again = "again." + ending;
     const std::string joined = "joined." + ending;
-    RunWell("encode -qf --threads 1 " + coding + " " + whole);
-    RunWell("encode -qf --threads 4 " + coding + " " + again);
+    RunWell("encode -qf --threads 1 " + coding + whole);
+    RunWell("encode -qf --threads 4 " + coding + again);
     EXPECT_EQ(Output(again), Output(whole));
     const std::string names =
         CodeParts("0:9 a.% 10:29 b.% " + std::string(c.last) + " c.%", ending,
-                  "encode -qf --threads 3 " + coding + " %n --frames %r --manifest %n.json");
+                  "encode -qf --threads 3 " + coding + "%n --frames %r --manifest %n.json");
     RunWell("join -qf --manifest " + names + joined);
     EXPECT_EQ(Output(joined), Output(whole));
-  }
+  };
+  for (const auto& c : cases) check(c);
 }
 
 TEST_F(Parts, RepairedAreTheWholeFilm) {
