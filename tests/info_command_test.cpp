@@ -70,8 +70,8 @@ TEST_F(InfoCommand, JsonIsValidAndAgrees) {
                               "s=d[\"summary\"]; print(s[\"seconds\"], len(d[\"frames\"]), "
                               "s[\"bytes\"] == sum(f[\"bytes\"] for f in d[\"frames\"]), "
                               "abs(s[\"bits_per_second\"] - s[\"bytes\"] * 50) < 1, "
-                              "d[\"fields\"][:15], d[\"range\"][:14], d[\"sound\"])'");
-  EXPECT_EQ(result.out, "0.16 4 True True the first image luma 16 to 235 []\n") << result.errors;
+                              "d[\"first_image\"], d[\"range\"], d[\"range_from\"], d[\"sound\"])'");
+  EXPECT_EQ(result.out, "0.16 4 True True top limited the comment CS=ITU601 []\n") << result.errors;
 }
 
 }  // namespace

@@ -57,6 +57,7 @@ FilmFacts FactsOf(FilmInput& film, const std::string& name) {
   FilmFacts facts = {name, film.Stream().container, {}, {}, film.Format(), film.Problems()};
   facts.sound = DescribeSound(film.OpenSound());
   const FilmProperties& properties = film.Properties();
+  facts.properties = properties;
   if (properties.fields) facts.fields = FieldsText(properties);
   facts.range = RangeText(properties);
   if (const AviFile* avi = film.Stream().avi) {

@@ -56,8 +56,15 @@ class JsonReport : public InfoReport {
         .Text("pixel_aspect", std::to_string(format_.pixel_aspect.num) + ":" +
                                   std::to_string(format_.pixel_aspect.den))
         .Raw("sound", JsonArray(facts.sound, JsonString));
-    if (!facts.fields.empty()) object.Text("fields", facts.fields);
-    if (!facts.range.empty()) object.Text("range", facts.range);
+    const FilmProperties& found = facts.properties;
+    if (!facts.fields.empty()) {
+      object.Text("first_image", found.first_image == FieldLines::kEven ? "top" : "bottom")
+          .Text("first_image_from", found.LinesReason());
+    }
+    if (!facts.range.empty()) {
+      object.Text("range", found.range == Range::kFull ? "full" : "limited")
+          .Text("range_from", found.RangeReason());
+    }
     object.Raw("problems", JsonArray(facts.problems, JsonString));
     std::string head = object.Done();
     head.pop_back();

@@ -17,6 +17,7 @@ struct FilmFacts {
   std::vector<std::string> problems;
   std::vector<std::string> sound = {};  // a line a stream
   std::string fields = {}, range = {};  // which and why; empty if nothing tells
+  FilmProperties properties = {};
 };
 
 // Each word once, in the order in which they came.
