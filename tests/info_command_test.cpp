@@ -65,12 +65,13 @@ TEST_F(InfoCommand, NamesTheFirstFramesWithAnomalies) {
 
 TEST_F(InfoCommand, JsonIsValidAndAgrees) {
   RunWell("encode testcard:96x64@25:4 film.avi -q --fields top");
-  const Result result = Shell(TKMJPG_COMMAND " info film.avi --json | python3 -c '" +
-                              std::string("import json,sys; d=json.load(sys.stdin); ") +
-                              "s=d[\"summary\"]; print(s[\"seconds\"], len(d[\"frames\"]), "
-                              "s[\"bytes\"] == sum(f[\"bytes\"] for f in d[\"frames\"]), "
-                              "abs(s[\"bits_per_second\"] - s[\"bytes\"] * 50) < 1, "
-                              "d[\"first_image\"], d[\"range\"], d[\"range_from\"], d[\"sound\"])'");
+  const Result result =
+      Shell(TKMJPG_COMMAND " info film.avi --json | python3 -c '" +
+            std::string("import json,sys; d=json.load(sys.stdin); ") +
+            "s=d[\"summary\"]; print(s[\"seconds\"], len(d[\"frames\"]), "
+            "s[\"bytes\"] == sum(f[\"bytes\"] for f in d[\"frames\"]), "
+            "abs(s[\"bits_per_second\"] - s[\"bytes\"] * 50) < 1, "
+            "d[\"first_image\"], d[\"range\"], d[\"range_from\"], d[\"sound\"])'");
   EXPECT_EQ(result.out, "0.16 4 True True top limited the comment CS=ITU601 []\n") << result.errors;
 }
 
