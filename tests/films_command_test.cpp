@@ -130,6 +130,26 @@ TEST_F(Films, WhatIsNoMotionJpegIsNamed) {
   ExpectRefusal("encode source.mov x.mjpg --sound in.wav", 2, "--sound needs an output that is");
 }
 
+// As what decode makes of it with the same order and range.
+TEST_F(Films, EncodeTakesOrderAndRangeAsTold) {
+  RunWell("encode -q testcard:48x32@25:3 film.avi --fields top");
+  const std::pair<const char*, const char*> cases[] = {
+      {"", ""},
+      {"--first-image bottom", "--first-image bottom"},
+      {"--range full", "--input-range full"},
+  };
+  std::vector<Bytes> films;
+  for (const auto& [decoding, reading] : cases) {
+    RunWell(std::string("decode -qf film.avi all.y4m ") + decoding);
+    RunWell("encode -qf all.y4m two.mjpg");
+    RunWell(std::string("encode -qf film.avi one.mjpg ") + reading);
+    EXPECT_EQ(Output("one.mjpg"), Output("two.mjpg")) << reading;
+    films.push_back(Output("one.mjpg"));
+  }
+  EXPECT_TRUE(films[0] != films[1] && films[0] != films[2]);
+  ExpectRefusal("encode all.y4m x.avi --first-image top", 2, "--first-image: all.y4m is no film");
+}
+
 // The same pictures whatever they come in.
 TEST_F(Films, EncodeTakesFilmsAndPictures) {
   Ffmpeg("-i source.mov -frames:v 8 -c:v rawvideo -pix_fmt bgr24 -c:a copy bgr24.avi");
