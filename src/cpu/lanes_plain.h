@@ -55,8 +55,8 @@ TKMJPG_LANES_INLINE Register MulHighUnsigned(Register a) {
 }
 TKMJPG_LANES_INLINE Register Abs(Register a) { return a < 0 ? -a : a; }
 TKMJPG_LANES_INLINE Register AbsBytes(Register a) {
-  const auto bytes = reinterpret_cast<SignedBytes>(a);
-  return Signed(bytes < 0 ? -bytes : bytes);
+  const auto bytes = AsBytes(a);  // -128 becomes 128
+  return Signed(bytes > uint8_t{127} ? -bytes : bytes);
 }
 // Whether a byte, as one without a sign, is above the limit.
 TKMJPG_LANES_INLINE bool AnyByteAbove(Register a, int limit) {
