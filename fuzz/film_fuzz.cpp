@@ -62,7 +62,7 @@ Decoded Decode(const std::string& path, const Choices& choices, int threads) {
   settings.name = "film";
   settings.flags = film.DecodeFlags();
   settings.threads = threads;
-  settings.last = kFrames - 1;
+  settings.range.last = kFrames - 1;
   settings.keep_going = true;
   settings.conceal = choices.conceal;
   decoded.result = DecodeFilm(film, film.Format(), pictures, settings);
