@@ -15,16 +15,16 @@ RECIPES = pathlib.Path(__file__).resolve().parents[2] / "scripts/cluster"
 
 
 def check_form(job):
-    spec = job["spec"]
-    pod = spec["template"]["spec"]
+    parts = job["spec"]  # as the platform names it
+    pod = parts["template"]["spec"]
     container = pod["containers"][0]
     mounted = {mount["name"] for mount in container["volumeMounts"]}
     rules = {
-        "an indexed Job": (job["apiVersion"], job["kind"], spec["completionMode"])
+        "an indexed Job": (job["apiVersion"], job["kind"], parts["completionMode"])
         == ("batch/v1", "Job", "Indexed"),
-        "as many pods as parts": spec["completions"] >= spec["parallelism"] >= 1,
+        "as many pods as parts": parts["completions"] >= parts["parallelism"] >= 1,
         "pods that start again": pod["restartPolicy"] in ("OnFailure", "Never")
-        and spec["backoffLimit"] > 0,
+        and parts["backoffLimit"] > 0,
         "volumes that exist": mounted == {volume["name"] for volume in pod["volumes"]},
         "a folder on a volume": container["workingDir"]
         in {mount["mountPath"] for mount in container["volumeMounts"]},

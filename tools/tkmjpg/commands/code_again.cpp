@@ -109,7 +109,7 @@ double MostSquaredError(const ImageAnalysis& image) {
 Bytes LumaOf(std::span<const uint8_t> frame, int width, int height, bool full_range) {
   Picture picture;
   const FrameDecoder decoder(width, height, TKMJPG_YuYv, full_range ? TKMJPG_D_FULL_RANGE : 0);
-  if (!decoder.Decode(frame, 256, picture).refusal.empty()) return {};
+  if (!decoder.Decode(frame, kNewMemory, picture).refusal.empty()) return {};
   Bytes luma(picture.pixels.size() / 2);
   for (size_t i = 0; i < luma.size(); ++i) luma[i] = picture.pixels[2 * i];
   return luma;

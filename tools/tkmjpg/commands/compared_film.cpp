@@ -13,8 +13,6 @@
 namespace tkmjpg::tool {
 namespace {
 
-constexpr uint32_t kNewMemory = 256;
-
 // Null for compressed films.
 std::unique_ptr<FrameReader> OpenRaw(const std::string& path, const StreamOptions& stream) {
   if (IsStream(path)) return IsAviFile(path) ? OpenAviPictures(path, std::nullopt) : nullptr;

@@ -12,8 +12,6 @@
 namespace tkmjpg::tool {
 namespace {
 
-constexpr uint32_t kNewMemory = 256;
-
 struct FrameJob {
   Bytes stream;  // empty: the last frame again
   Bytes packed;

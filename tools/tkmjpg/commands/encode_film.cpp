@@ -81,7 +81,7 @@ std::string Coding(const EncodeOptions& options) {
   return text;
 }
 
-constexpr CodecCarryState kNewRate = {256, 0};
+constexpr CodecCarryState kNewRate = TKMJPG_CARRY_INIT;
 
 // An encoder, and what it reads if it reads on its own.
 class Worker {

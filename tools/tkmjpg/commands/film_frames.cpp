@@ -12,8 +12,6 @@
 namespace tkmjpg::tool {
 namespace {
 
-constexpr uint32_t kNewMemory = 256;
-
 class FilmFrames : public FrameReader {
  public:
   FilmFrames(const std::string& name, const StreamOptions& stream, const InputOptions& options)

@@ -17,7 +17,6 @@ namespace {
 constexpr size_t kMostAhead = 16;
 constexpr size_t kJudgedFrames = 8;
 constexpr int64_t kBelievedPixels = 1 << 26;  // of a picture that is made of little data
-constexpr uint32_t kNewMemory = 256;          // decode_flags of a new carry record
 
 // Coded pictures are up to 15 pixels wider and 15 lines higher than what they show. An odd line is
 // left out of fields.

@@ -5,11 +5,15 @@
 #include <span>
 #include <string>
 
+#include "tkmjpg.h"
 #include "tools/tkmjpg/media/media.h"
 #include "tools/tkmjpg/streams/frame_damage.h"
 #include "tools/tkmjpg/streams/stream_analysis.h"
 
 namespace tkmjpg::tool {
+
+// decode_flags of a carry record that no frame has used.
+inline constexpr uint32_t kNewMemory = CodecCarryState(TKMJPG_CARRY_INIT).decode_flags;
 
 struct DecodedFrame {
   uint32_t memory_before = 0;  // decode_flags of the carry record, as decoding found them

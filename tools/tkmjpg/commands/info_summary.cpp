@@ -42,13 +42,9 @@ std::string Length(const VideoFormat& format, const FilmSummary& s) {
                      s.repeats == 1 ? "repeats" : "repeat");
 }
 
-std::string BitRate(double bits) {
-  return bits >= 1e6 ? Text("%.2f Mbit/s", bits / 1e6) : Text("%.1f kbit/s", bits / 1e3);
-}
-
 std::string Size(const FilmSummary& s) {
   std::string text = Text("%llu bytes", static_cast<unsigned long long>(s.bytes));
-  if (s.seconds > 0) text += ", " + BitRate(s.BitsPerSecond());
+  if (s.seconds > 0) text += ", " + BitRateText(s.BitsPerSecond());
   text += Text(", %.3f bits a pixel", s.bits_per_pixel);
   if (s.largest > 0) text += Text("; frames of %zu to %zu", s.smallest, s.largest);
   return text;

@@ -3,18 +3,14 @@
 #include <cmath>
 #include <cstdio>
 
+#include "tools/tkmjpg/terminal/format_text.h"
 #include "tools/tkmjpg/terminal/printable.h"
 
 namespace tkmjpg::tool {
 namespace {
 
-// "1.64 Mbit/s"
 std::string BitRate(double bytes, Rational rate) {
-  const double bits = bytes * 8 * static_cast<double>(rate.num) / static_cast<double>(rate.den);
-  char text[32];
-  std::snprintf(text, sizeof text, bits >= 1e6 ? "%.3g Mbit/s" : "%.3g kbit/s",
-                bits >= 1e6 ? bits / 1e6 : bits / 1e3);
-  return text;
+  return BitRateText(bytes * 8 * static_cast<double>(rate.num) / static_cast<double>(rate.den));
 }
 
 }  // namespace

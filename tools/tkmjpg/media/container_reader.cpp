@@ -7,6 +7,7 @@
 #include "tools/tkmjpg/media/container_sound.h"
 #include "tools/tkmjpg/media/frame_times.h"
 #include "tools/tkmjpg/media/libav.h"
+#include "tools/tkmjpg/terminal/format_text.h"
 
 namespace tkmjpg::tool {
 namespace {
@@ -17,12 +18,6 @@ FieldOrder OrderOf(AVFieldOrder order) {
   if (order == AV_FIELD_TT || order == AV_FIELD_BT) return FieldOrder::kTopFirst;
   if (order == AV_FIELD_BB || order == AV_FIELD_TB) return FieldOrder::kBottomFirst;
   return FieldOrder::kProgressive;
-}
-
-std::string SecondsText(double seconds) {
-  const auto hundredths = static_cast<int64_t>(seconds * 100 + 0.5);
-  const std::string digits = std::to_string(100 + hundredths % 100).substr(1);
-  return std::to_string(hundredths / 100) + "." + digits + " s";
 }
 
 bool IsAttachedPicture(const AVStream& stream) {
@@ -141,8 +136,8 @@ class Reader : public ContainerReader {
     constexpr double kSlack = 0.5;  // of rounded and guessed durations
     const double told = static_cast<double>(demuxer_->Context().duration) / AV_TIME_BASE;
     if (!problems_.empty() || end_ + kSlack >= told) return;
-    problems_.push_back("breaks off: " + SecondsText(end_) + " of the " + SecondsText(told) +
-                        " that its header tells are there");
+    problems_.push_back(
+        Text("breaks off: %.2f s of the %.2f s that its header tells are there", end_, told));
   }
 
   void Count(const AVPacket& packet, std::vector<int64_t>& times) {

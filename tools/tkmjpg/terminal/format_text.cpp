@@ -14,4 +14,8 @@ std::string Text(const char* format, ...) {
   return text;
 }
 
+std::string BitRateText(double bits) {
+  return bits >= 1e6 ? Text("%.2f Mbit/s", bits / 1e6) : Text("%.1f kbit/s", bits / 1e3);
+}
+
 }  // namespace tkmjpg::tool
